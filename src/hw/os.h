@@ -1,0 +1,65 @@
+#pragma once
+// The only door out of the process: every touch of the machine goes through these calls. os_linux.cpp is
+// the real machine, virtualboard/os_virtual.cpp a board made of files; the program is the same over both.
+// Unless said otherwise a call returns 0 on success and -1 with errno on failure, out-arguments untouched.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+// Called once, first of all, with main's arguments. The real machine leaves them alone; a virtual board takes
+// its own options out of them.
+void os_start(int *argc, char ***argv);
+
+// I/O ports. Permission is asked for with os_iopl (level 3: all ports, 0: none) and os_ioperm (single ports).
+// An access to a port that was not granted is refused with EPERM; the instruction is not executed.
+int os_iopl(int level);
+int os_ioperm(uint16_t first, unsigned count, bool on);
+int os_inb(uint16_t port, uint8_t *value);
+int os_outb(uint16_t port, uint8_t value);
+int os_inl(uint16_t port, uint32_t *value);
+int os_outl(uint16_t port, uint32_t value);
+
+// Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared, nullptr
+// on failure; os_wait_readable returns what select returned, with `*readable` telling whether the descriptor
+// was marked.
+int os_open(const char *path, int flags);
+int os_close(int fd);
+ssize_t os_read(int fd, void *buffer, size_t size);
+int os_seek(int fd, int64_t offset);
+void *os_map(int fd, int64_t offset, size_t size);
+int os_unmap(void *address, size_t size);
+int os_ioctl(int fd, unsigned long request, void *argument);
+int os_wait_readable(int fd, bool *readable);
+
+// Files. os_fopen returns nullptr on failure; the stream is then used with stdio and closed with os_fclose,
+// whose failure means that what was written may not be on disk.
+FILE *os_fopen(const char *path, const char *mode);
+int os_fclose(FILE *stream);
+bool os_exists(const char *path);
+int os_rename(const char *from, const char *to);
+int os_unlink(const char *path);
+int os_chmod(const char *path, mode_t mode);
+int os_list_directory(const char *path, std::vector<std::string> *names); // without "." and ".."
+
+// Processes. os_system returns the shell's wait status, or -1; os_popen a stream to read the command's output
+// from, or nullptr. os_exec replaces the process by the file, with an empty argument list, and returns only on
+// failure.
+int os_system(const char *command);
+FILE *os_popen(const char *command);
+int os_pclose(FILE *stream);
+pid_t os_fork();
+void os_exec(const char *path);
+int os_waitpid(pid_t child);
+
+void os_sleep(unsigned seconds);
+void os_usleep(unsigned microseconds);
+uint32_t os_getuid(); // the real user id
+time_t os_time();     // seconds since 1970
+
+// One message to the system log: `facility` 0 is the default one; `options` and `priority` as syslog(3).
+void os_syslog(const char *identity, int options, int facility, int priority, const char *message);

@@ -1,0 +1,194 @@
+// The real machine. Each call is the system's own, as thin as it can be: this file is right by reading.
+#include "hw/os.h"
+
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/io.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/select.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "hw/port_grants.h"
+
+void os_start(int *, char ***) {}
+
+int os_iopl(int level) {
+    if (iopl(level) != 0)
+        return -1;
+    note_port_level(level);
+    return 0;
+}
+
+int os_ioperm(uint16_t first, unsigned count, bool on) {
+    if (ioperm(first, count, on ? 1 : 0) != 0)
+        return -1;
+    note_port_range(first, count, on);
+    return 0;
+}
+
+// An in or out of a port that the kernel did not grant raises SIGSEGV, so it is refused here instead.
+static int refuse_port() {
+    errno = EPERM;
+    return -1;
+}
+
+int os_inb(uint16_t port, uint8_t *value) {
+    if (!ports_granted(port, 1))
+        return refuse_port();
+    asm volatile("inb %1, %0" : "=a"(*value) : "Nd"(port));
+    return 0;
+}
+
+int os_outb(uint16_t port, uint8_t value) {
+    if (!ports_granted(port, 1))
+        return refuse_port();
+    asm volatile("outb %0, %1" : : "a"(value), "Nd"(port));
+    return 0;
+}
+
+int os_inl(uint16_t port, uint32_t *value) {
+    if (!ports_granted(port, 4))
+        return refuse_port();
+    asm volatile("inl %1, %0" : "=a"(*value) : "Nd"(port));
+    return 0;
+}
+
+int os_outl(uint16_t port, uint32_t value) {
+    if (!ports_granted(port, 4))
+        return refuse_port();
+    asm volatile("outl %0, %1" : : "a"(value), "Nd"(port));
+    return 0;
+}
+
+int os_open(const char *path, int flags) {
+    return open(path, flags | O_CLOEXEC);
+}
+
+int os_close(int fd) {
+    return close(fd);
+}
+
+ssize_t os_read(int fd, void *buffer, size_t size) {
+    return read(fd, buffer, size);
+}
+
+int os_seek(int fd, int64_t offset) {
+    return lseek(fd, offset, SEEK_SET) == offset ? 0 : -1;
+}
+
+void *os_map(int fd, int64_t offset, size_t size) {
+    void *address = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, offset);
+    return address == MAP_FAILED ? nullptr : address;
+}
+
+int os_unmap(void *address, size_t size) {
+    return munmap(address, size);
+}
+
+int os_ioctl(int fd, unsigned long request, void *argument) {
+    return ioctl(fd, request, argument);
+}
+
+int os_wait_readable(int fd, bool *readable) {
+    if (fd < 0 || fd >= FD_SETSIZE) {
+        errno = EBADF;
+        return -1;
+    }
+    fd_set descriptors;
+    FD_ZERO(&descriptors);
+    FD_SET(fd, &descriptors);
+    int count = select(fd + 1, &descriptors, nullptr, nullptr, nullptr);
+    if (count >= 0)
+        *readable = FD_ISSET(fd, &descriptors);
+    return count;
+}
+
+FILE *os_fopen(const char *path, const char *mode) {
+    return fopen(path, mode);
+}
+
+int os_fclose(FILE *stream) {
+    return fclose(stream) == 0 ? 0 : -1;
+}
+
+bool os_exists(const char *path) {
+    struct stat status;
+    return stat(path, &status) == 0;
+}
+
+int os_rename(const char *from, const char *to) {
+    return rename(from, to);
+}
+
+int os_unlink(const char *path) {
+    return unlink(path);
+}
+
+int os_chmod(const char *path, mode_t mode) {
+    return chmod(path, mode);
+}
+
+int os_list_directory(const char *path, std::vector<std::string> *names) {
+    DIR *directory = opendir(path);
+    if (directory == nullptr)
+        return -1;
+    while (dirent *entry = readdir(directory)) {
+        std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            names->push_back(name);
+    }
+    return closedir(directory);
+}
+
+int os_system(const char *command) {
+    return system(command);
+}
+
+FILE *os_popen(const char *command) {
+    return popen(command, "r");
+}
+
+int os_pclose(FILE *stream) {
+    return pclose(stream);
+}
+
+pid_t os_fork() {
+    return fork();
+}
+
+void os_exec(const char *path) {
+    char *no_arguments[] = {nullptr};
+    execvp(path, no_arguments);
+}
+
+int os_waitpid(pid_t child) {
+    return waitpid(child, nullptr, 0) == child ? 0 : -1;
+}
+
+void os_sleep(unsigned seconds) {
+    while (seconds > 0) // a signal may end one sleep early
+        seconds = sleep(seconds);
+}
+
+void os_usleep(unsigned microseconds) {
+    usleep(microseconds);
+}
+
+uint32_t os_getuid() {
+    return getuid();
+}
+
+time_t os_time() {
+    return time(nullptr);
+}
+
+void os_syslog(const char *identity, int options, int facility, int priority, const char *message) {
+    openlog(identity, options, facility);
+    syslog(priority, "%s\n", message);
+    closelog();
+}

@@ -1,0 +1,84 @@
+#include "items/bank_select.h"
+
+#include <syslog.h>
+
+#include "alert/system_log.h"
+#include "hw/isa.h"
+#include "hw/pci.h"
+#include "hw/smbus.h"
+#include "items/chip_routines.h"
+#include "items/chips.h"
+
+uint32_t bNeedCheckBankSelectRegister = 0;
+
+bool hasBankSelectRegister(const item_record *item) { return chip_of(item->ChipCode)->bank.has_register; }
+
+bool useOtherBankSelection(const item_record *item) { return !chip_of(item->ChipCode)->bank.logged; }
+
+// The NCT7904D keeps readings in bank 0 and limits in bank 1; two status registers stand in bank 0 in any case.
+uint32_t wanted_bank_nct7904d(uint32_t kind, uint32_t reg) {
+    if (reg == 202 || reg == 212)
+        return 0;
+    switch (kind) {
+    case 0: // reading
+        return 0;
+    case 1: // high limit
+    case 2: // low limit
+        return 1;
+    default:
+        return NO_BANK;
+    }
+}
+
+uint32_t whichBankSelection(uint32_t kind, const item_record *item, uint32_t reg) {
+    const bank_select *bank = &chip_of(item->ChipCode)->bank;
+    if (bank->wanted != nullptr)
+        return bank->wanted(kind, reg);
+    if (bank->banked == nullptr)
+        return NO_BANK;
+    for (register_list banked = bank->banked; *banked != NO_BANK; banked++)
+        if (*banked == reg)
+            return item->Slave;
+    return 0;
+}
+
+static bool on_smbus(const item_record *item) { return (item->BusType & BUS_SMBUS_ANY) != 0; }
+
+static int read_bank_select(const system_settings *system, const item_record *item, uint32_t reg,
+                            uint32_t *value) {
+    if (on_smbus(item))
+        return smbus_byte_data_read(item->ChipCode, item->BusType, SMB_BASE_IO_ADDR, item->Slave, reg, value);
+    if ((item->BusType & BUS_SUPERIO) != 0)
+        return isa_byte_data_read(system->IndexReg, system->DataReg, item->Slave, reg, value);
+    return -1;
+}
+
+static void write_bank_select(const system_settings *system, const item_record *item, uint32_t reg,
+                              uint32_t value) {
+    if (on_smbus(item))
+        smbus_byte_data_write(item->BusType, SMB_BASE_IO_ADDR, item->Slave, reg, value);
+    else
+        isa_byte_data_write(system->IndexReg, system->DataReg, item->Slave, reg, value);
+}
+
+int correctBankSelectRegister(uint32_t kind, uint32_t, const system_settings *system, const item_record *item,
+                              uint32_t reg) {
+    const bank_select *bank = &chip_of(item->ChipCode)->bank;
+    if (bank->mask == 0)
+        return 0;
+    uint32_t wanted = whichBankSelection(kind, item, reg);
+    uint32_t value = 0;
+    if (read_bank_select(system, item, bank->reg, &value) != 0)
+        return 0;
+    if ((value & bank->mask) == wanted)
+        return 0;
+    write_bank_select(system, item, bank->reg, (value & ~bank->mask) | wanted);
+    if (bUseSysLog != 0 && !useOtherBankSelection(item))
+        logInSysLog(LOG_WARNING,
+                    "Correct wrong bank select register, 0x%02x, of chipcode[%d] from bank (%d) to bank (%d) for "
+                    "'%s' monitor item's reading or threshold (offset=0x%02x).",
+                    bank->reg, static_cast<int>(item->ChipCode), static_cast<int>(value & bank->mask),
+                    0, // always 0 in the "to" place, kept on purpose
+                    item->Name, item->Offset);
+    return 1;
+}
