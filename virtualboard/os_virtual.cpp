@@ -1,0 +1,324 @@
+// The door to a board made of files. The same program runs over it as over os_linux.cpp.
+#include "hw/os.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "board.h"
+#include "hw/port_grants.h"
+#include "options.h"
+#include "private_root.h"
+#include "trace.h"
+
+static virtual_options options;
+static virtual_board board;
+static double slept_s; // how far sleeps moved the board's clock
+static unsigned sleep_count;
+static timespec switched_on; // by the real, monotonic clock
+static time_t started_at;
+
+[[noreturn]] static void refuse_board(const std::string &cause) {
+    fprintf(stderr, "kestrel-virtual: %s\n", cause.c_str());
+    exit(USAGE_STATUS);
+}
+
+static void end_of_run() {
+    fflush(stdout);
+    remove_private_root();
+    close_trace();
+    if (options.strict && unanswered_count() > 0)
+        _exit(STRICT_STATUS);
+}
+
+void os_start(int *argc, char ***argv) {
+    options = take_virtual_options(argc, argv);
+    std::string error;
+    if (!load_board(options.board, &board, &error) ||
+        !make_private_root(options.board, options.keep, &error))
+        refuse_board(error);
+    if (!options.trace_path.empty() && !open_trace(options.trace_path))
+        refuse_board(options.trace_path + ": " + strerror(errno));
+    clock_gettime(CLOCK_MONOTONIC, &switched_on);
+    started_at = options.clock_given ? options.clock : time(nullptr);
+    atexit(end_of_run);
+}
+
+// Seconds since the board was switched on. With a clock that was given, only sleeps move it: two runs are the same.
+static double board_seconds() {
+    if (options.clock_given)
+        return slept_s;
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    double real = static_cast<double>(now.tv_sec - switched_on.tv_sec) +
+                  static_cast<double>(now.tv_nsec - switched_on.tv_nsec) / 1e9;
+    return options.fast ? real + slept_s : real;
+}
+
+static int fail_with(int error) {
+    errno = error;
+    return -1;
+}
+
+// ---- Ports
+
+int os_iopl(int level) {
+    bool refused = level > 0 && board.iopl_error != 0;
+    trace("iopl %d%s", level, refused ? " failed" : "");
+    if (refused)
+        return fail_with(board.iopl_error);
+    note_port_level(level);
+    return 0;
+}
+
+int os_ioperm(uint16_t first, unsigned count, bool on) {
+    int error = 0;
+    for (const auto &[port, refused_with] : board.ioperm_errors)
+        if (port >= first && port < first + count)
+            error = refused_with;
+    trace("ioperm %04x %u %d%s", first, count, on ? 1 : 0, error != 0 ? " failed" : "");
+    if (error != 0)
+        return fail_with(error);
+    note_port_range(first, count, on);
+    return 0;
+}
+
+static port_answer ask_devices_for(uint16_t port, uint8_t *value) {
+    double now_s = board_seconds();
+    port_answer answer = superio_inb(&board.superio, port, now_s, value);
+    for (monitor_chip &chip : board.monitors)
+        if (answer == NOT_MINE)
+            answer = monitor_inb(&chip, port, now_s, value);
+    for (port_block &block : board.blocks)
+        if (answer == NOT_MINE)
+            answer = block_inb(&block, port, now_s, value);
+    return answer;
+}
+
+static port_answer tell_devices(uint16_t port, uint8_t value) {
+    port_answer answer = superio_outb(&board.superio, port, value);
+    for (monitor_chip &chip : board.monitors)
+        if (answer == NOT_MINE)
+            answer = monitor_outb(&chip, port, value);
+    for (port_block &block : board.blocks)
+        if (answer == NOT_MINE)
+            answer = block_outb(&block, port, value);
+    return answer;
+}
+
+// The register that the monitor at `port` has selected, for the message.
+static std::string register_at(uint16_t port) {
+    char text[32] = "";
+    for (const monitor_chip &chip : board.monitors)
+        if (port == chip.data_port)
+            snprintf(text, sizeof text, " (register %02x)", chip.index);
+    if (board.superio.index_port != 0 && port == board.superio.data_port)
+        snprintf(text, sizeof text, " (register %02x)", board.superio.index);
+    return text;
+}
+
+int os_inb(uint16_t port, uint8_t *value) {
+    if (!ports_granted(port, 1)) {
+        trace("inb %04x refused", port);
+        return fail_with(EPERM);
+    }
+    port_answer answer = ask_devices_for(port, value);
+    if (answer == FAILED) {
+        trace("inb %04x failed", port);
+        return fail_with(EIO);
+    }
+    if (answer != ANSWERED) {
+        *value = 0xFF; // as an empty bus reads
+        if (answer == NO_REGISTER || board.absent_ports.count(port) == 0)
+            report_unanswered("inb %04x%s", port, register_at(port).c_str());
+    }
+    trace("inb %04x %02x", port, *value);
+    return 0;
+}
+
+int os_outb(uint16_t port, uint8_t value) {
+    if (!ports_granted(port, 1)) {
+        trace("outb %04x %02x refused", port, value);
+        return fail_with(EPERM);
+    }
+    port_answer answer = tell_devices(port, value);
+    trace("outb %04x %02x%s", port, value, answer == FAILED ? " failed" : "");
+    if (answer == FAILED)
+        return fail_with(EIO);
+    if (answer == NO_REGISTER || (answer == NOT_MINE && board.absent_ports.count(port) == 0))
+        report_unanswered("outb %04x %02x%s", port, value, register_at(port).c_str());
+    return 0;
+}
+
+int os_inl(uint16_t port, uint32_t *value) {
+    if (!ports_granted(port, 4))
+        return fail_with(EPERM);
+    *value = 0xFFFFFFFF;
+    trace("inl %04x %08x", port, *value);
+    if (board.absent_ports.count(port) == 0)
+        report_unanswered("inl %04x", port);
+    return 0;
+}
+
+int os_outl(uint16_t port, uint32_t value) {
+    if (!ports_granted(port, 4))
+        return fail_with(EPERM);
+    trace("outl %04x %08x", port, value);
+    if (board.absent_ports.count(port) == 0)
+        report_unanswered("outl %04x %08x", port, value);
+    return 0;
+}
+
+// ---- Devices and files
+
+// A device file that the board has neither nor declares absent.
+static void check_device(const char *path) {
+    struct stat status;
+    if (strncmp(path, "/dev/", 5) == 0 && stat(real_path(path).c_str(), &status) != 0 &&
+        board.absent_files.count(path) == 0)
+        report_unanswered("open %s", path);
+}
+
+static const char *outcome(bool failed) { return failed ? " failed" : ""; }
+
+int os_open(const char *path, int flags) {
+    check_device(path);
+    int fd = open(real_path(path).c_str(), flags | O_CLOEXEC);
+    trace("open %s%s", path, outcome(fd < 0));
+    return fd;
+}
+
+int os_close(int fd) { return close(fd); }
+
+ssize_t os_read(int fd, void *buffer, size_t size) { return read(fd, buffer, size); }
+
+int os_seek(int fd, int64_t offset) { return lseek(fd, offset, SEEK_SET) == offset ? 0 : -1; }
+
+// No device of these kinds can be put on a board yet.
+void *os_map(int, int64_t, size_t) {
+    fail_with(ENODEV);
+    return nullptr;
+}
+
+int os_unmap(void *, size_t) { return fail_with(EINVAL); }
+
+int os_ioctl(int, unsigned long, void *) { return fail_with(ENOTTY); }
+
+int os_wait_readable(int, bool *) { return fail_with(EBADF); }
+
+FILE *os_fopen(const char *path, const char *mode) {
+    check_device(path);
+    FILE *stream = fopen(real_path(path).c_str(), mode);
+    trace("fopen %s %s%s", path, mode, outcome(stream == nullptr));
+    return stream;
+}
+
+int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
+
+bool os_exists(const char *path) {
+    struct stat status;
+    return stat(real_path(path).c_str(), &status) == 0;
+}
+
+int os_rename(const char *from, const char *to) {
+    int result = rename(real_path(from).c_str(), real_path(to).c_str());
+    trace("rename %s %s%s", from, to, outcome(result != 0));
+    return result;
+}
+
+int os_unlink(const char *path) {
+    int result = unlink(real_path(path).c_str());
+    trace("unlink %s%s", path, outcome(result != 0));
+    return result;
+}
+
+int os_chmod(const char *path, mode_t mode) {
+    int result = chmod(real_path(path).c_str(), mode);
+    trace("chmod %s %04o%s", path, mode, outcome(result != 0));
+    return result;
+}
+
+int os_list_directory(const char *path, std::vector<std::string> *names) {
+    DIR *directory = opendir(real_path(path).c_str());
+    trace("list %s%s", path, outcome(directory == nullptr));
+    if (directory == nullptr)
+        return -1;
+    while (dirent *entry = readdir(directory)) {
+        std::string name = entry->d_name;
+        if (name != "." && name != "..")
+            names->push_back(name);
+    }
+    return closedir(directory);
+}
+
+// ---- Processes and time
+
+constexpr int COMMAND_NOT_FOUND = 127;
+
+static int wait_status(int exit_status) { return exit_status << 8; }
+
+int os_system(const char *command) {
+    trace("system %s", command);
+    const char remove[] = "rm -f ";
+    if (strncmp(command, remove, strlen(remove)) == 0) {
+        unlink(real_path(command + strlen(remove)).c_str());
+        return 0;
+    }
+    auto answer = board.commands.find(command);
+    if (answer != board.commands.end())
+        return wait_status(answer->second.status);
+    report_unanswered("the command \"%s\"", command);
+    return wait_status(COMMAND_NOT_FOUND);
+}
+
+FILE *os_popen(const char *command) {
+    trace("popen %s", command);
+    auto answer = board.commands.find(command);
+    if (answer == board.commands.end())
+        report_unanswered("the command \"%s\"", command);
+    FILE *stream = tmpfile();
+    if (stream != nullptr && answer != board.commands.end()) {
+        fputs(answer->second.output.c_str(), stream);
+        rewind(stream);
+    }
+    return stream;
+}
+
+int os_pclose(FILE *stream) { return fclose(stream); }
+
+pid_t os_fork() { return fail_with(ENOSYS); }
+
+void os_exec(const char *) { fail_with(ENOSYS); }
+
+int os_waitpid(pid_t) { return fail_with(ECHILD); }
+
+static void pass_time(double seconds) {
+    if (!options.fast && !options.clock_given)
+        usleep(static_cast<useconds_t>(seconds * 1e6));
+    slept_s += seconds;
+}
+
+void os_sleep(unsigned seconds) {
+    trace("sleep %u", seconds);
+    sleep_count++;
+    if (options.sleeps != 0 && sleep_count >= options.sleeps)
+        exit(0);
+    pass_time(seconds);
+}
+
+void os_usleep(unsigned microseconds) {
+    trace("usleep %u", microseconds);
+    pass_time(microseconds / 1e6);
+}
+
+uint32_t os_getuid() { return options.uid_given ? options.uid : board.uid; }
+
+time_t os_time() { return started_at + static_cast<time_t>(board_seconds()); }
+
+void os_syslog(const char *identity, int log_options, int facility, int priority, const char *message) {
+    trace("syslog %s %d %d %d %s", identity, log_options, facility, priority, message);
+}

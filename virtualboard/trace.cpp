@@ -1,0 +1,40 @@
+#include "trace.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+static FILE *trace_file;
+static unsigned unanswered;
+
+bool open_trace(const std::string &path) {
+    trace_file = fopen(path.c_str(), "w");
+    return trace_file != nullptr;
+}
+
+void close_trace() {
+    if (trace_file != nullptr)
+        fclose(trace_file);
+    trace_file = nullptr;
+}
+
+void trace(const char *format, ...) {
+    if (trace_file == nullptr)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    vfprintf(trace_file, format, arguments);
+    va_end(arguments);
+    fputc('\n', trace_file);
+}
+
+void report_unanswered(const char *format, ...) {
+    unanswered++;
+    fprintf(stderr, "kestrel-virtual: nothing on this board answers ");
+    va_list arguments;
+    va_start(arguments, format);
+    vfprintf(stderr, format, arguments);
+    va_end(arguments);
+    fputc('\n', stderr);
+}
+
+unsigned unanswered_count() { return unanswered; }

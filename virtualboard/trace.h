@@ -1,0 +1,14 @@
+#pragma once
+// The trace of a run: every access in order, one stable line each. And what is said when nobody answers one.
+
+#include <string>
+
+// False when the file cannot be written.
+bool open_trace(const std::string &path);
+void close_trace();
+
+[[gnu::format(printf, 1, 2)]] void trace(const char *format, ...);
+
+// An access that the board neither answers nor declares absent: said on standard error and counted.
+[[gnu::format(printf, 1, 2)]] void report_unanswered(const char *format, ...);
+unsigned unanswered_count();
