@@ -133,7 +133,8 @@ static cell cell_of(const toml::node &node) {
         return c;
     }
     const toml::table &table = table_of(node);
-    allow_keys(table, {"value", "swing", "period", "steps", "clears_on_read", "read_only", "fails", "clears"});
+    allow_keys(table,
+               {"value", "swing", "period", "steps", "clears_on_read", "read_only", "fails", "clears"});
     read_swing(table, &c);
     if (const toml::node *value = table.get("value"))
         c.value = byte_of(*value);

@@ -1,6 +1,6 @@
 #pragma once
-// A virtual board: a directory with board.toml (its devices) and root/ (the files that the program sees). How to
-// write one stands in docs/virtual-board.md.
+// A virtual board: a directory with board.toml (its devices) and root/ (the files that the program sees). How
+// to write one stands in docs/virtual-board.md.
 
 #include <cstdint>
 #include <filesystem>
@@ -22,16 +22,16 @@ struct virtual_board {
     std::filesystem::path directory;
     std::string shows; // what the board shows, a few words
     uint32_t uid = 0;
-    int iopl_error = 0;                 // not 0: iopl is refused with this errno
+    int iopl_error = 0;                    // not 0: iopl is refused with this errno
     std::map<uint16_t, int> ioperm_errors; // ports whose ioperm is refused
-    std::set<uint16_t> absent_ports;    // nobody answers there, and that is known: they read 0xFF
-    std::set<std::string> absent_files; // under /dev, likewise
+    std::set<uint16_t> absent_ports;       // nobody answers there, and that is known: they read 0xFF
+    std::set<std::string> absent_files;    // under /dev, likewise
     std::map<std::string, shell_answer> commands;
     superio_chip superio;
     std::vector<monitor_chip> monitors;
     std::vector<port_block> blocks;
 };
 
-// Reads board.toml below `directory`. False, with what is wrong in `*error` (file, line and cause), when it cannot
-// be used.
+// Reads board.toml below `directory`. False, with what is wrong in `*error` (file, line and cause), when it
+// cannot be used.
 bool load_board(const std::filesystem::path &directory, virtual_board *board, std::string *error);

@@ -1,6 +1,6 @@
 #pragma once
-// One register of a virtual board: a constant, a list of successive values, or a motion over the board's time.
-// What is written stays, unless the register is read-only or moves by itself.
+// One register of a virtual board: a constant, a list of successive values, or a motion over the board's
+// time. What is written stays, unless the register is read-only or moves by itself.
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +21,7 @@ struct cell_latch {
 };
 
 struct cell {
-    uint8_t value = 0;              // of a constant, and what was written last
+    uint8_t value = 0;               // of a constant, and what was written last
     std::vector<uint8_t> successive; // one a read; the last one stays
     size_t next = 0;
     double swing_low = 0; // a swing from low to high and back within a period

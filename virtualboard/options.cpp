@@ -18,7 +18,8 @@ static const char *const help =
     "  --uid N         the user id that the program sees (default: the board's, 0)\n"
     "  --fast          sleeps end at once; the board's clock moves on by them\n"
     "  --sleeps N      end the run at the Nth sleep, so that \"-t -i 5\" comes to an end\n"
-    "  --clock TIME    switch the board on at TIME (\"2026-01-05 10:00:00\", local), and let only sleeps move it\n"
+    "  --clock TIME    switch the board on at TIME (\"2026-01-05 10:00:00\", local), and let only sleeps "
+    "move it\n"
     "  --strict        end with status 99 when an access was neither answered nor declared absent\n"
     "  --help          this page\n";
 

@@ -8,15 +8,15 @@
 
 struct virtual_options {
     std::filesystem::path board;
-    std::string trace_path;        // "": no trace
-    std::filesystem::path keep;    // "": the private copy of root/ is removed at the end
+    std::string trace_path;     // "": no trace
+    std::filesystem::path keep; // "": the private copy of root/ is removed at the end
     bool uid_given = false;
     uint32_t uid = 0;
-    bool fast = false;             // sleeps end at once; the board's clock moves on by them
+    bool fast = false; // sleeps end at once; the board's clock moves on by them
     bool clock_given = false;
-    time_t clock = 0;              // the time at which the board is switched on
-    bool strict = false;           // an access that nobody answers ends the run with status STRICT_STATUS
-    unsigned sleeps = 0;           // not 0: the run ends with status 0 at this sleep
+    time_t clock = 0;    // the time at which the board is switched on
+    bool strict = false; // an access that nobody answers ends the run with status STRICT_STATUS
+    unsigned sleeps = 0; // not 0: the run ends with status 0 at this sleep
 };
 
 constexpr int STRICT_STATUS = 99;

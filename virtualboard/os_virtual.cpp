@@ -38,8 +38,7 @@ static void end_of_run() {
 void os_start(int *argc, char ***argv) {
     options = take_virtual_options(argc, argv);
     std::string error;
-    if (!load_board(options.board, &board, &error) ||
-        !make_private_root(options.board, options.keep, &error))
+    if (!load_board(options.board, &board, &error) || !make_private_root(options.board, options.keep, &error))
         refuse_board(error);
     if (!options.trace_path.empty() && !open_trace(options.trace_path))
         refuse_board(options.trace_path + ": " + strerror(errno));
@@ -48,7 +47,8 @@ void os_start(int *argc, char ***argv) {
     atexit(end_of_run);
 }
 
-// Seconds since the board was switched on. With a clock that was given, only sleeps move it: two runs are the same.
+// Seconds since the board was switched on. With a clock that was given, only sleeps move it: two runs are the
+// same.
 static double board_seconds() {
     if (options.clock_given)
         return slept_s;

@@ -2,7 +2,7 @@
 // What a device says to a port access.
 
 enum port_answer {
-    NOT_MINE,   // the port is another device's
+    NOT_MINE, // the port is another device's
     ANSWERED,
     FAILED,     // the access was made to fail
     NO_REGISTER // the port is this device's, but nothing is known of the register behind it

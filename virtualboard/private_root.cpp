@@ -51,4 +51,6 @@ void remove_private_root() {
         std::filesystem::remove_all(root, ignored);
 }
 
-std::string real_path(const char *path) { return (root / std::filesystem::path(path).relative_path()).string(); }
+std::string real_path(const char *path) {
+    return (root / std::filesystem::path(path).relative_path()).string();
+}

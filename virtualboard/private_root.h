@@ -1,13 +1,14 @@
 #pragma once
-// The files that a run sees: a copy of the board's root/, so that nothing that the program writes touches the board
-// or the machine.
+// The files that a run sees: a copy of the board's root/, so that nothing that the program writes touches the
+// board or the machine.
 
 #include <filesystem>
 #include <string>
 
-// Copies `board`/root into `keep`, or, when that is empty, into a directory that remove_private_root() removes.
-// False, with the cause in `*error`.
-bool make_private_root(const std::filesystem::path &board, const std::filesystem::path &keep, std::string *error);
+// Copies `board`/root into `keep`, or, when that is empty, into a directory that remove_private_root()
+// removes. False, with the cause in `*error`.
+bool make_private_root(const std::filesystem::path &board, const std::filesystem::path &keep,
+                       std::string *error);
 void remove_private_root();
 
 // Where a file of the program really lies.

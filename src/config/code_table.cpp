@@ -19,8 +19,8 @@ struct code_table {
     unsigned used;
 };
 
-static constexpr void add_row(code_table *table, std::string_view prefix, unsigned number, std::string_view suffix,
-                              uint32_t code) {
+static constexpr void add_row(code_table *table, std::string_view prefix, unsigned number,
+                              std::string_view suffix, uint32_t code) {
     code_row &row = table->rows[table->used++];
     unsigned length = 0;
     for (char c : prefix)
@@ -35,7 +35,8 @@ static constexpr void add_row(code_table *table, std::string_view prefix, unsign
 }
 
 // prefix1 to prefix<count>, coded from `first` on.
-static constexpr void add_numbered(code_table *table, std::string_view prefix, unsigned count, uint32_t first) {
+static constexpr void add_numbered(code_table *table, std::string_view prefix, unsigned count,
+                                   uint32_t first) {
     for (unsigned n = 1; n <= count; n++)
         add_row(table, prefix, n, "", first + n - 1);
 }

@@ -11,9 +11,7 @@ uint32_t existFile(const char *path) {
 }
 
 // There are no master files yet to generate from.
-uint32_t produce_kestrel_ini(const char *, const char *) {
-    return 0xFFFFFFFF;
-}
+uint32_t produce_kestrel_ini(const char *, const char *) { return 0xFFFFFFFF; }
 
 // Never reached yet: it takes an identified board.
 void revise_kestrel_ini_for_R2M(const system_settings *, item_record *, int32_t) {}

@@ -1,6 +1,6 @@
 #pragma once
-// The lines of a configuration file, as every pass over it sees them: an 80-character buffer, the one trailing
-// newline removed and nothing else.
+// The lines of a configuration file, as every pass over it sees them: an 80-character buffer, the one
+// trailing newline removed and nothing else.
 
 #include <cstdio>
 
@@ -9,7 +9,8 @@ constexpr unsigned INI_LINE_SIZE = 80; // terminator included
 struct ini_line {
     char text[INI_LINE_SIZE];
     unsigned length;  // bytes in `text`; NUL bytes of a damaged file count
-    bool had_newline; // false for a piece of a line too long for the buffer, and for a last line without an end
+    bool had_newline; // false for a piece of a line too long for the buffer, and for a last line without an
+                      // end
 };
 
 enum ini_section { NO_SECTION, SECTION_SYSTEM, SECTION_ITEM, SECTION_PARAMETER };

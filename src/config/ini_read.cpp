@@ -21,8 +21,10 @@ struct key_row {
     size_t capacity; // of a text field, terminator included
 };
 
-#define NUMBER_KEY(name, kind, record, field) {name, kind, offsetof(record, field), 0}
-#define TEXT_KEY(name, record, field) {name, TEXT, offsetof(record, field), sizeof(record::field)}
+#define NUMBER_KEY(name, kind, record, field)                                                                \
+    { name, kind, offsetof(record, field), 0 }
+#define TEXT_KEY(name, record, field)                                                                        \
+    { name, TEXT, offsetof(record, field), sizeof(record::field) }
 
 static const key_row system_keys[] = {
     NUMBER_KEY("BUSTYPE", HEX, system_settings, BusType),
@@ -104,13 +106,9 @@ static bool store_setting(const char *line, const key_row *keys, void *record) {
 }
 
 // A pass fails only when the file could not be read to its end (a directory, a bad disk).
-static uint32_t status_of(FILE *stream) {
-    return ferror(stream) != 0 ? 0xFFFFFFFF : 0;
-}
+static uint32_t status_of(FILE *stream) { return ferror(stream) != 0 ? 0xFFFFFFFF : 0; }
 
-void initSystemSection(system_settings *system) {
-    *system = {};
-}
+void initSystemSection(system_settings *system) { *system = {}; }
 
 uint32_t readSystemSection(FILE *stream, system_settings *system) {
     rewind(stream);
@@ -227,9 +225,10 @@ void print_conf(const system_settings *system, const item_record *items, int32_t
     printf("POLLING=%d\n", system->Polling);
 
     printf("--- ITEM ---\n");
-    printf("%28s %16s %4s %4s %3s %5s %6s ", "Name", "Item_ID", "Cat", "ChipCode", "Activate", "Slave", "Offset");
-    printf("%8s %8s %16s %5s %7s %7s %6s \n", "ParaIndex1", "ParaIndex2", "Ref_Item_ID", "Vol_Func", "Monitor",
-           "BusType", "Source");
+    printf("%28s %16s %4s %4s %3s %5s %6s ", "Name", "Item_ID", "Cat", "ChipCode", "Activate", "Slave",
+           "Offset");
+    printf("%8s %8s %16s %5s %7s %7s %6s \n", "ParaIndex1", "ParaIndex2", "Ref_Item_ID", "Vol_Func",
+           "Monitor", "BusType", "Source");
     for (int32_t i = 0; i < item_count; i++) {
         const item_record *item = &items[i];
         printf("%28s %16s %04x %04x %03x %05x %06x ", item->Name, item->ItemId, item->Cat, item->ChipCode,

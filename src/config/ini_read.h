@@ -1,14 +1,14 @@
 #pragma once
-// Loading of /etc/Kestrel.ini into the records of settings.h. Each reader rewinds the stream and makes its own
-// pass over the whole file, so the order of sections does not matter. Called once, at start-up.
+// Loading of /etc/Kestrel.ini into the records of settings.h. Each reader rewinds the stream and makes its
+// own pass over the whole file, so the order of sections does not matter. Called once, at start-up.
 
 #include <cstdint>
 #include <cstdio>
 
 #include "config/settings.h"
 
-// Allocates and fills the three tables and returns the number of items, or 0xFFFFFFFF, out-arguments untouched,
-// when the file cannot be opened or there is no memory for it.
+// Allocates and fills the three tables and returns the number of items, or 0xFFFFFFFF, out-arguments
+// untouched, when the file cannot be opened or there is no memory for it.
 uint32_t loadKestrelINI_and_getItemCount(system_settings **system, item_record **items,
                                          parameter_record **parameters);
 

@@ -17,8 +17,8 @@ static bool is_monitor_line(const ini_line *line, char key[INI_LINE_SIZE]) {
     return split_setting(line->text, key, &value) && equal_ignoring_case(key, "MONITOR");
 }
 
-// A blank line ends a section for the reader, not here: MONITOR lines are looked for up to the next head. Those of
-// sections beyond the table are copied as they stand.
+// A blank line ends a section for the reader, not here: MONITOR lines are looked for up to the next head.
+// Those of sections beyond the table are copied as they stand.
 static void copy_with_monitors(FILE *in, FILE *out, const item_record *items, int32_t item_count) {
     ini_section section = NO_SECTION;
     int32_t item = -1;
@@ -31,7 +31,8 @@ static void copy_with_monitors(FILE *in, FILE *out, const item_record *items, in
         if (head == SECTION_ITEM)
             item++;
         if (section == SECTION_ITEM && item < item_count && is_monitor_line(&line, key))
-            fprintf(out, "%s=%s%s", key, items[item].Monitor == 1 ? "TRUE" : "FALSE", line.had_newline ? "\n" : "");
+            fprintf(out, "%s=%s%s", key, items[item].Monitor == 1 ? "TRUE" : "FALSE",
+                    line.had_newline ? "\n" : "");
         else
             write_text(out, &line);
     }

@@ -1,6 +1,7 @@
 #pragma once
-// The line-by-line rewrites of /etc/Kestrel.ini. Nothing is printed here: the caller says what happened. The file
-// as it was is kept in /etc/Kestrel.ini.old; whatever fails, the previous contents are complete in one of the two.
+// The line-by-line rewrites of /etc/Kestrel.ini. Nothing is printed here: the caller says what happened. The
+// file as it was is kept in /etc/Kestrel.ini.old; whatever fails, the previous contents are complete in one
+// of the two.
 
 #include <cstdint>
 

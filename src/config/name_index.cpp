@@ -90,7 +90,8 @@ const parameter_record *find_first_parameter(const parameter_record *parameters,
     return find_parameter(parameters, count, name, &found) ? &parameters[found.first] : nullptr;
 }
 
-const parameter_record *find_last_parameter(const parameter_record *parameters, int32_t count, const char *name) {
+const parameter_record *find_last_parameter(const parameter_record *parameters, int32_t count,
+                                            const char *name) {
     first_and_last found;
     return find_parameter(parameters, count, name, &found) ? &parameters[found.last] : nullptr;
 }

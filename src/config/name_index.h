@@ -5,8 +5,10 @@
 #include "config/settings.h"
 
 // The first, or the last, parameter of that name; nullptr when there is none.
-const parameter_record *find_first_parameter(const parameter_record *parameters, int32_t count, const char *name);
-const parameter_record *find_last_parameter(const parameter_record *parameters, int32_t count, const char *name);
+const parameter_record *find_first_parameter(const parameter_record *parameters, int32_t count,
+                                             const char *name);
+const parameter_record *find_last_parameter(const parameter_record *parameters, int32_t count,
+                                            const char *name);
 
 // The first item whose ItemId is `id`; nullptr when there is none.
 const item_record *find_item_by_id(const item_record *items, int32_t count, const char *id);

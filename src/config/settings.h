@@ -1,6 +1,6 @@
 #pragma once
-// The records that the configuration file fills: system settings, items, parameters, and the shared context by
-// which the timer, the handlers and the save reach them. Their lifetime is the process's.
+// The records that the configuration file fills: system settings, items, parameters, and the shared context
+// by which the timer, the handlers and the save reach them. Their lifetime is the process's.
 
 #include <cstddef>
 #include <cstdint>

@@ -16,6 +16,6 @@ struct command_line {
 
 void usage(const char *program);
 
-// Reads the options. Those that only print (the version, the usage page) end the program with status 0; so does
-// anything that cannot be read.
+// Reads the options. Those that only print (the version, the usage page) end the program with status 0; so
+// does anything that cannot be read.
 command_line parse_command_line(int argc, char **argv);

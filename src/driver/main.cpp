@@ -137,7 +137,9 @@ int main(int argc, char **argv) {
     bool generated = make_sure_of_configuration();
     load_configuration();
     find_smbus(generated);
-    io_open(myspKestrel->system); // its result is not looked at: its messages speak, refused ports fail their readings
+    io_open(
+        myspKestrel
+            ->system); // its result is not looked at: its messages speak, refused ports fail their readings
     revise_board_family();
     if (text == 0)
         die("Error: The graphical mode is not built yet; use -t for the text report.\n");

@@ -1,6 +1,6 @@
 #pragma once
-// The chip codes of the configuration file. The file carries only numbers; a name stands here where the chip's
-// own routines carry it.
+// The chip codes of the configuration file. The file carries only numbers; a name stands here where the
+// chip's own routines carry it.
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
-// General-purpose input pins of Super I/O chips and south bridges. Each call returns 0, or -1, `*value` untouched,
-// when a port was refused.
+// General-purpose input pins of Super I/O chips and south bridges. Each call returns 0, or -1, `*value`
+// untouched, when a port was refused.
 
 #include <cstdint>
 

@@ -1,8 +1,8 @@
 #pragma once
 // The board management controller: which transport is open, what kind of BMC answered, and one function a
 // command. Slave addresses are 7-bit SMBus addresses; values hold a byte, or a word where the name says so.
-// A command returns 0; -1 when it could not be carried; 255 for a non-zero completion code. The out-argument is
-// untouched on failure.
+// A command returns 0; -1 when it could not be carried; 255 for a non-zero completion code. The out-argument
+// is untouched on failure.
 
 #include <cstdint>
 

@@ -3,26 +3,14 @@
 
 constexpr int NOT_CARRIED = -1;
 
-int IpmiByteRead_ISA_30_2C(uint32_t, uint32_t, uint32_t *) {
-    return NOT_CARRIED;
-}
+int IpmiByteRead_ISA_30_2C(uint32_t, uint32_t, uint32_t *) { return NOT_CARRIED; }
 
-int IpmiWordRead_ISA_30_2C(uint32_t, uint32_t, uint32_t *) {
-    return NOT_CARRIED;
-}
+int IpmiWordRead_ISA_30_2C(uint32_t, uint32_t, uint32_t *) { return NOT_CARRIED; }
 
-int IpmiByteWrite_ISA_30_2C(uint32_t, uint32_t, uint32_t) {
-    return NOT_CARRIED;
-}
+int IpmiByteWrite_ISA_30_2C(uint32_t, uint32_t, uint32_t) { return NOT_CARRIED; }
 
-int IpmiByteRead_oem_30_90(uint32_t, uint32_t, uint32_t, uint32_t *) {
-    return NOT_CARRIED;
-}
+int IpmiByteRead_oem_30_90(uint32_t, uint32_t, uint32_t, uint32_t *) { return NOT_CARRIED; }
 
-int IpmiByteRead_oem_30_93(uint32_t, uint32_t *) {
-    return NOT_CARRIED;
-}
+int IpmiByteRead_oem_30_93(uint32_t, uint32_t *) { return NOT_CARRIED; }
 
-int IpmiByteRead_oem_30_95(uint32_t, uint32_t *) {
-    return NOT_CARRIED;
-}
+int IpmiByteRead_oem_30_95(uint32_t, uint32_t *) { return NOT_CARRIED; }

@@ -27,19 +27,18 @@ static int write_register(isa_ports ports, uint8_t reg, uint8_t value) {
     return os_outb(ports.data, value);
 }
 
-// Selects `bank` and hands back the whole bank-select register as it was. A bank above 15 is OR-ed in unmasked,
-// as it always was; callers pass 0 to 15.
+// Selects `bank` and hands back the whole bank-select register as it was. A bank above 15 is OR-ed in
+// unmasked, as it always was; callers pass 0 to 15.
 static int select_bank(isa_ports ports, uint32_t bank, uint8_t *saved) {
     if (read_register(ports, BANK_SELECT, saved) != 0)
         return -1;
     return os_outb(ports.data, static_cast<uint8_t>((*saved & BANK_KEPT_BITS) | bank));
 }
 
-static int restore_bank(isa_ports ports, uint8_t saved) {
-    return write_register(ports, BANK_SELECT, saved);
-}
+static int restore_bank(isa_ports ports, uint8_t saved) { return write_register(ports, BANK_SELECT, saved); }
 
-int isa_byte_data_read(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg, uint32_t *value) {
+int isa_byte_data_read(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg,
+                       uint32_t *value) {
     if (bmc_owns_isa_monitor())
         return IpmiByteRead_ISA_30_2C(bank, reg, value);
     isa_ports ports = ports_of(index_port, data_port);
@@ -76,14 +75,16 @@ int isa_word_data_read_NCT6776F_fan(uint32_t index_port, uint32_t data_port, uin
         return -1;
     int status = read_register(ports, static_cast<uint8_t>(reg), &high);
     if (status == 0)
-        status = read_register(ports, static_cast<uint8_t>(reg + 1), &low); // register 0xFF is followed by 0x00
+        status =
+            read_register(ports, static_cast<uint8_t>(reg + 1), &low); // register 0xFF is followed by 0x00
     if (restore_bank(ports, saved) != 0 || status != 0)
         return -1;
     *value = high * 32u + (low & 0x1Fu);
     return 0;
 }
 
-int isa_byte_data_write(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg, uint32_t value) {
+int isa_byte_data_write(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg,
+                        uint32_t value) {
     if (bmc_owns_isa_monitor())
         return IpmiByteWrite_ISA_30_2C(bank, reg, value);
     isa_ports ports = ports_of(index_port, data_port);

@@ -1,7 +1,7 @@
 #pragma once
-// Registers of a monitor chip behind an index and a data port, bank by bank; the BMC's route is taken when the
-// BMC owns that chip. Each call returns 0, 255 when the BMC answered with a completion code, or -1 when a port
-// was refused; `*value` is then untouched. The port route restores the chip's bank-select register.
+// Registers of a monitor chip behind an index and a data port, bank by bank; the BMC's route is taken when
+// the BMC owns that chip. Each call returns 0, 255 when the BMC answered with a completion code, or -1 when a
+// port was refused; `*value` is then untouched. The port route restores the chip's bank-select register.
 
 #include <cstdint>
 

@@ -24,9 +24,9 @@ int os_outb(uint16_t port, uint8_t value);
 int os_inl(uint16_t port, uint32_t *value);
 int os_outl(uint16_t port, uint32_t value);
 
-// Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared, nullptr
-// on failure; os_wait_readable returns what select returned, with `*readable` telling whether the descriptor
-// was marked.
+// Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared,
+// nullptr on failure; os_wait_readable returns what select returned, with `*readable` telling whether the
+// descriptor was marked.
 int os_open(const char *path, int flags);
 int os_close(int fd);
 ssize_t os_read(int fd, void *buffer, size_t size);
@@ -47,8 +47,8 @@ int os_chmod(const char *path, mode_t mode);
 int os_list_directory(const char *path, std::vector<std::string> *names); // without "." and ".."
 
 // Processes. os_system returns the shell's wait status, or -1; os_popen a stream to read the command's output
-// from, or nullptr. os_exec replaces the process by the file, with an empty argument list, and returns only on
-// failure.
+// from, or nullptr. os_exec replaces the process by the file, with an empty argument list, and returns only
+// on failure.
 int os_system(const char *command);
 FILE *os_popen(const char *command);
 int os_pclose(FILE *stream);

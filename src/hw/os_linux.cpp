@@ -65,34 +65,22 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
-int os_open(const char *path, int flags) {
-    return open(path, flags | O_CLOEXEC);
-}
+int os_open(const char *path, int flags) { return open(path, flags | O_CLOEXEC); }
 
-int os_close(int fd) {
-    return close(fd);
-}
+int os_close(int fd) { return close(fd); }
 
-ssize_t os_read(int fd, void *buffer, size_t size) {
-    return read(fd, buffer, size);
-}
+ssize_t os_read(int fd, void *buffer, size_t size) { return read(fd, buffer, size); }
 
-int os_seek(int fd, int64_t offset) {
-    return lseek(fd, offset, SEEK_SET) == offset ? 0 : -1;
-}
+int os_seek(int fd, int64_t offset) { return lseek(fd, offset, SEEK_SET) == offset ? 0 : -1; }
 
 void *os_map(int fd, int64_t offset, size_t size) {
     void *address = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, offset);
     return address == MAP_FAILED ? nullptr : address;
 }
 
-int os_unmap(void *address, size_t size) {
-    return munmap(address, size);
-}
+int os_unmap(void *address, size_t size) { return munmap(address, size); }
 
-int os_ioctl(int fd, unsigned long request, void *argument) {
-    return ioctl(fd, request, argument);
-}
+int os_ioctl(int fd, unsigned long request, void *argument) { return ioctl(fd, request, argument); }
 
 int os_wait_readable(int fd, bool *readable) {
     if (fd < 0 || fd >= FD_SETSIZE) {
@@ -108,30 +96,20 @@ int os_wait_readable(int fd, bool *readable) {
     return count;
 }
 
-FILE *os_fopen(const char *path, const char *mode) {
-    return fopen(path, mode);
-}
+FILE *os_fopen(const char *path, const char *mode) { return fopen(path, mode); }
 
-int os_fclose(FILE *stream) {
-    return fclose(stream) == 0 ? 0 : -1;
-}
+int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
 
 bool os_exists(const char *path) {
     struct stat status;
     return stat(path, &status) == 0;
 }
 
-int os_rename(const char *from, const char *to) {
-    return rename(from, to);
-}
+int os_rename(const char *from, const char *to) { return rename(from, to); }
 
-int os_unlink(const char *path) {
-    return unlink(path);
-}
+int os_unlink(const char *path) { return unlink(path); }
 
-int os_chmod(const char *path, mode_t mode) {
-    return chmod(path, mode);
-}
+int os_chmod(const char *path, mode_t mode) { return chmod(path, mode); }
 
 int os_list_directory(const char *path, std::vector<std::string> *names) {
     DIR *directory = opendir(path);
@@ -145,47 +123,31 @@ int os_list_directory(const char *path, std::vector<std::string> *names) {
     return closedir(directory);
 }
 
-int os_system(const char *command) {
-    return system(command);
-}
+int os_system(const char *command) { return system(command); }
 
-FILE *os_popen(const char *command) {
-    return popen(command, "r");
-}
+FILE *os_popen(const char *command) { return popen(command, "r"); }
 
-int os_pclose(FILE *stream) {
-    return pclose(stream);
-}
+int os_pclose(FILE *stream) { return pclose(stream); }
 
-pid_t os_fork() {
-    return fork();
-}
+pid_t os_fork() { return fork(); }
 
 void os_exec(const char *path) {
     char *no_arguments[] = {nullptr};
     execvp(path, no_arguments);
 }
 
-int os_waitpid(pid_t child) {
-    return waitpid(child, nullptr, 0) == child ? 0 : -1;
-}
+int os_waitpid(pid_t child) { return waitpid(child, nullptr, 0) == child ? 0 : -1; }
 
 void os_sleep(unsigned seconds) {
     while (seconds > 0) // a signal may end one sleep early
         seconds = sleep(seconds);
 }
 
-void os_usleep(unsigned microseconds) {
-    usleep(microseconds);
-}
+void os_usleep(unsigned microseconds) { usleep(microseconds); }
 
-uint32_t os_getuid() {
-    return getuid();
-}
+uint32_t os_getuid() { return getuid(); }
 
-time_t os_time() {
-    return time(nullptr);
-}
+time_t os_time() { return time(nullptr); }
 
 void os_syslog(const char *identity, int options, int facility, int priority, const char *message) {
     openlog(identity, options, facility);

@@ -6,5 +6,6 @@
 extern uint32_t SMB_BASE_IO_ADDR; // 0: no controller found
 extern uint8_t IntelDevice;       // 1: the controller found is an Intel one
 
-// Looks for a known SMBus controller: returns 1 for an Intel one, else 0. `*base` is untouched when none is found.
+// Looks for a known SMBus controller: returns 1 for an Intel one, else 0. `*base` is untouched when none is
+// found.
 uint8_t scan_device(uint32_t *base);

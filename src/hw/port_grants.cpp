@@ -7,9 +7,7 @@ static constexpr unsigned PORT_COUNT = 0x10000;
 static bool all_ports;
 static std::bitset<PORT_COUNT> single_ports;
 
-void note_port_level(int level) {
-    all_ports = level == 3;
-}
+void note_port_level(int level) { all_ports = level == 3; }
 
 void note_port_range(uint16_t first, unsigned count, bool on) {
     for (unsigned port = first; port < first + count && port < PORT_COUNT; port++)

@@ -1,6 +1,6 @@
 #pragma once
-// Which I/O ports the kernel has granted to this process. Both doors keep it beside their permission calls and
-// ask it before each access, so that a refused port is a failed access and never a fault in an in/out.
+// Which I/O ports the kernel has granted to this process. Both doors keep it beside their permission calls
+// and ask it before each access, so that a refused port is a failed access and never a fault in an in/out.
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 #pragma once
 // Byte and word transfers on the board's SMBus, through i2c-dev or through the BMC. `base` is the host
-// controller's I/O base (SMB_BASE_IO_ADDR), `slave` a 7-bit address. Each call returns 0, or non-zero with the
-// out-argument untouched.
+// controller's I/O base (SMB_BASE_IO_ADDR), `slave` a 7-bit address. Each call returns 0, or non-zero with
+// the out-argument untouched.
 
 #include <cstdint>
 

@@ -20,9 +20,7 @@ int superio_enter() {
     return os_outb(CONFIG_INDEX, ENTRY_KEY);
 }
 
-int superio_select(uint8_t logical_device) {
-    return superio_write(LOGICAL_DEVICE, logical_device);
-}
+int superio_select(uint8_t logical_device) { return superio_write(LOGICAL_DEVICE, logical_device); }
 
 int superio_read(uint8_t reg, uint8_t *value) {
     if (os_outb(CONFIG_INDEX, reg) != 0)
@@ -36,6 +34,4 @@ int superio_write(uint8_t reg, uint8_t value) {
     return os_outb(CONFIG_DATA, value);
 }
 
-int superio_leave() {
-    return os_outb(CONFIG_INDEX, EXIT_KEY);
-}
+int superio_leave() { return os_outb(CONFIG_INDEX, EXIT_KEY); }

@@ -54,11 +54,12 @@ static const char *reason_to_hide(const item_display *displays, int32_t count, c
 
 // True when the item was hidden.
 static bool check_item(item_display *displays, const system_settings *system, item_record *items,
-                       int32_t item_count, const parameter_record *parameters, int32_t parameter_count, int32_t i) {
+                       int32_t item_count, const parameter_record *parameters, int32_t parameter_count,
+                       int32_t i) {
     item_display *display = &displays[i];
-    bool was_read = display->chipcode != CHIP_27 &&
-                    get_item_reading(system, items, item_count, parameters, parameter_count, &items[i],
-                                     &display->value) == 0;
+    bool was_read =
+        display->chipcode != CHIP_27 && get_item_reading(system, items, item_count, parameters,
+                                                         parameter_count, &items[i], &display->value) == 0;
     const char *message = reason_to_hide(displays, item_count, display, was_read);
     if (message == nullptr)
         return false;
@@ -68,9 +69,9 @@ static bool check_item(item_display *displays, const system_settings *system, it
     return true;
 }
 
-int detect_and_hide_nonactivated_items(item_display *displays, const system_settings *system, item_record *items,
-                                       int32_t item_count, const parameter_record *parameters,
-                                       int32_t parameter_count) {
+int detect_and_hide_nonactivated_items(item_display *displays, const system_settings *system,
+                                       item_record *items, int32_t item_count,
+                                       const parameter_record *parameters, int32_t parameter_count) {
     int hidden = 0;
     for (int32_t i = 0; i < item_count; i++)
         if (displays[i].monitor == 1 &&
@@ -82,7 +83,8 @@ int detect_and_hide_nonactivated_items(item_display *displays, const system_sett
     ini_write_result result = rewrite_monitor_lines(items, item_count);
     if (result.failure == INI_WRITTEN)
         return 0;
-    const char *format = result.failure == INI_NOT_OPENED ? "Error: cannot open %s\n" : "Error: cannot close %s\n";
+    const char *format =
+        result.failure == INI_NOT_OPENED ? "Error: cannot open %s\n" : "Error: cannot close %s\n";
     fprintf(stderr, format, result.path);
     exit(FILE_ERROR_STATUS);
 }

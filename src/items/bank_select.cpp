@@ -15,7 +15,8 @@ bool hasBankSelectRegister(const item_record *item) { return chip_of(item->ChipC
 
 bool useOtherBankSelection(const item_record *item) { return !chip_of(item->ChipCode)->bank.logged; }
 
-// The NCT7904D keeps readings in bank 0 and limits in bank 1; two status registers stand in bank 0 in any case.
+// The NCT7904D keeps readings in bank 0 and limits in bank 1; two status registers stand in bank 0 in any
+// case.
 uint32_t wanted_bank_nct7904d(uint32_t kind, uint32_t reg) {
     if (reg == 202 || reg == 212)
         return 0;
@@ -74,11 +75,12 @@ int correctBankSelectRegister(uint32_t kind, uint32_t, const system_settings *sy
         return 0;
     write_bank_select(system, item, bank->reg, (value & ~bank->mask) | wanted);
     if (bUseSysLog != 0 && !useOtherBankSelection(item))
-        logInSysLog(LOG_WARNING,
-                    "Correct wrong bank select register, 0x%02x, of chipcode[%d] from bank (%d) to bank (%d) for "
-                    "'%s' monitor item's reading or threshold (offset=0x%02x).",
-                    bank->reg, static_cast<int>(item->ChipCode), static_cast<int>(value & bank->mask),
-                    0, // always 0 in the "to" place, kept on purpose
-                    item->Name, item->Offset);
+        logInSysLog(
+            LOG_WARNING,
+            "Correct wrong bank select register, 0x%02x, of chipcode[%d] from bank (%d) to bank (%d) for "
+            "'%s' monitor item's reading or threshold (offset=0x%02x).",
+            bank->reg, static_cast<int>(item->ChipCode), static_cast<int>(value & bank->mask),
+            0, // always 0 in the "to" place, kept on purpose
+            item->Name, item->Offset);
     return 1;
 }

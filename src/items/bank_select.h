@@ -1,6 +1,6 @@
 #pragma once
-// The guard of the chips' bank-select registers: it points the register back at the bank that an item's register
-// lives in when another program has moved it.
+// The guard of the chips' bank-select registers: it points the register back at the bank that an item's
+// register lives in when another program has moved it.
 
 #include <cstdint>
 

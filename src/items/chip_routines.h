@@ -1,6 +1,7 @@
 #pragma once
-// The small functions that the rows of the chip table point to: readers of raw values and limits (raw_read.cpp),
-// voltage formulas (voltage_formulas.cpp), thermal words (thermal_text.cpp), wanted banks (bank_select.cpp).
+// The small functions that the rows of the chip table point to: readers of raw values and limits
+// (raw_read.cpp), voltage formulas (voltage_formulas.cpp), thermal words (thermal_text.cpp), wanted banks
+// (bank_select.cpp).
 
 #include <cstdint>
 
@@ -45,10 +46,10 @@ int limit_temp_graphics_card(const system_settings *system, const item_record *i
                              const parameter_record *record, uint32_t *raw);
 int limit_temp_bank_7(const system_settings *system, const item_record *item, const parameter_record *record,
                       uint32_t *raw);
-int limit_temp_bmc_sensor(const system_settings *system, const item_record *item, const parameter_record *record,
-                          uint32_t *raw);
-int limit_smbus_nct7904d(const system_settings *system, const item_record *item, const parameter_record *record,
-                         uint32_t *raw);
+int limit_temp_bmc_sensor(const system_settings *system, const item_record *item,
+                          const parameter_record *record, uint32_t *raw);
+int limit_smbus_nct7904d(const system_settings *system, const item_record *item,
+                         const parameter_record *record, uint32_t *raw);
 int limit_smbus_me_nct7904d(const system_settings *system, const item_record *item,
                             const parameter_record *record, uint32_t *raw);
 
@@ -56,9 +57,9 @@ int64_t speed_chip_6(uint32_t raw); // rpm
 
 // Voltage formulas, a set a family of chips.
 extern const voltage_formulas volts_0;
-extern const voltage_formulas volts_1;  // also 2
+extern const voltage_formulas volts_1; // also 2
 extern const voltage_formulas volts_7;
-extern const voltage_formulas volts_9;  // also 14
+extern const voltage_formulas volts_9; // also 14
 extern const voltage_formulas volts_10;
 extern const voltage_formulas volts_12; // also 15
 extern const voltage_formulas volts_13;

@@ -6,19 +6,19 @@
 
 // Fan scales that more than one chip has. The numerators are the chips' counter clocks × 60 s: 90 kHz gives
 // 5400000, 22.5 kHz 1350000, 11.25 kHz 675000, 1.40625 kHz 84375.
-static constexpr fan_scale FAN_16_BIT = {
-    .numerator = 5400000, .valid_below = 65532, .uses_divisor = false};
+static constexpr fan_scale FAN_16_BIT = {.numerator = 5400000, .valid_below = 65532, .uses_divisor = false};
 static constexpr fan_scale FAN_13_BIT = {
     .valid_below = ANY_COUNT, .stopped_count = 8191, .uses_divisor = false, .bottom_count = 8191};
 
 // Registers that live in the bank that the item names; every other register lives in bank 0.
 static constexpr uint32_t none_banked[] = {NO_BANK};
 static constexpr uint32_t banked_1[] = {80, 83, 85, NO_BANK};
-static constexpr uint32_t banked_10[] = {80, 81, 83, 84, 85, 86, 87, NO_BANK}; // also 24
+static constexpr uint32_t banked_10[] = {80, 81, 83, 84, 85, 86, 87, NO_BANK};                 // also 24
 static constexpr uint32_t banked_12[] = {80, 81, 82, 83, 84, 85, 86, 87, 88, 89, 92, NO_BANK}; // also 15
-static constexpr uint32_t banked_19[] = {80, 81, 83, 84, 85, 86, 87, 92, NO_BANK}; // also 22
-static constexpr uint32_t banked_28[] = {23, 25, 27, 29, 43, 44, 45, 48, 50, 52,  54,  56,  58,  60,  62,  64,
-                                         66, 80, 81, 83, 84, 85, 86, 87, 114, 115, 119, 120, 124, 125, NO_BANK};
+static constexpr uint32_t banked_19[] = {80, 81, 83, 84, 85, 86, 87, 92, NO_BANK};             // also 22
+static constexpr uint32_t banked_28[] = {23, 25, 27,  29,  43,  44,  45,  48,  50,     52, 54,
+                                         56, 58, 60,  62,  64,  66,  80,  81,  83,     84, 85,
+                                         86, 87, 114, 115, 119, 120, 124, 125, NO_BANK};
 
 // Most chips keep the bank-select register at 0x4E, the SMBus chips W83793G and W83795ADG at 0x00.
 static constexpr bank_select bank_at_4e(register_list banked, bool logged) {
@@ -170,10 +170,6 @@ static constexpr bool rows_stand_at_their_codes() {
 }
 static_assert(rows_stand_at_their_codes());
 
-const chip *chip_of(uint32_t code) {
-    return code < CHIP_COUNT ? &chips[code] : &plain_chip;
-}
+const chip *chip_of(uint32_t code) { return code < CHIP_COUNT ? &chips[code] : &plain_chip; }
 
-const chip *all_chips() {
-    return chips;
-}
+const chip *all_chips() { return chips; }

@@ -1,6 +1,6 @@
 #pragma once
-// The chip table: one row a chip code, naming only in what the chip differs from the plain one. Numbers differ as
-// data, behaviour as a small function (chip_routines.h).
+// The chip table: one row a chip code, naming only in what the chip differs from the plain one. Numbers
+// differ as data, behaviour as a small function (chip_routines.h).
 
 #include <cstdint>
 
@@ -13,13 +13,13 @@ constexpr uint32_t NO_BANK = 0xFFFFFFFF;
 
 // rpm = numerator / divisor / count for the counts that are valid, 0 for the others and for a count of 0.
 struct fan_scale {
-    uint32_t numerator = 1350000;      // the counter's clock, 22.5 kHz, × 60 s
-    uint32_t valid_below = 255;        // first count that is not valid
-    uint32_t stopped_count = NO_COUNT; // one more that is not
-    bool uses_divisor = true;          // false: the divisor is 1 and is never read
-    bool linear_divisor = false;       // a divisor field f means f + 1, not 2 to the power of f
-    uint32_t top_count = 1;            // the count of the top of the scale
-    uint32_t bottom_count = 255;       // the count of its bottom
+    uint32_t numerator = 1350000;             // the counter's clock, 22.5 kHz, × 60 s
+    uint32_t valid_below = 255;               // first count that is not valid
+    uint32_t stopped_count = NO_COUNT;        // one more that is not
+    bool uses_divisor = true;                 // false: the divisor is 1 and is never read
+    bool linear_divisor = false;              // a divisor field f means f + 1, not 2 to the power of f
+    uint32_t top_count = 1;                   // the count of the top of the scale
+    uint32_t bottom_count = 255;              // the count of its bottom
     int64_t (*speed)(uint32_t raw) = nullptr; // not null: the register holds a speed, not a count
 };
 

@@ -4,9 +4,7 @@
 #include "items/chips.h"
 
 // The register counts pulses, two a turn, during 0.262 s.
-int64_t speed_chip_6(uint32_t raw) {
-    return static_cast<int64_t>(raw * 30.0 / 0.262);
-}
+int64_t speed_chip_6(uint32_t raw) { return static_cast<int64_t>(raw * 30.0 / 0.262); }
 
 int FANConvert(uint32_t count, uint32_t chip_code, uint32_t divisor, int32_t *rpm) {
     const fan_scale *fan = &chip_of(chip_code)->fan;
@@ -89,6 +87,4 @@ int DIVISORConvert(uint32_t raw, uint32_t chip_code, uint32_t mask, uint32_t *di
     return 0;
 }
 
-int64_t fahrenheit(int64_t celsius) {
-    return celsius * 9 / 5 + 32;
-}
+int64_t fahrenheit(int64_t celsius) { return celsius * 9 / 5 + 32; }

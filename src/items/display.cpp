@@ -51,7 +51,8 @@ static void fill_display(const system_settings *system, const item_record *items
 
 item_display *createItemDisps(const system_settings *system, const item_record *items, int32_t item_count,
                               const parameter_record *parameters, int32_t parameter_count) {
-    auto *displays = static_cast<item_display *>(calloc(static_cast<size_t>(item_count) + 1, sizeof(item_display)));
+    auto *displays =
+        static_cast<item_display *>(calloc(static_cast<size_t>(item_count) + 1, sizeof(item_display)));
     if (displays == nullptr)
         return nullptr;
     for (int32_t i = 0; i < item_count; i++)

@@ -10,8 +10,8 @@
 #include "items/convert.h"
 #include "items/readings.h"
 
-static int read_raw_limit(const system_settings *system, const item_record *item, const parameter_record *record,
-                          uint32_t *raw) {
+static int read_raw_limit(const system_settings *system, const item_record *item,
+                          const parameter_record *record, uint32_t *raw) {
     const chip *row = chip_of(item->ChipCode);
     limit_reader reader = nullptr;
     if (item->Cat == CAT_FAN)
@@ -116,7 +116,8 @@ int get_item_min_reading(const system_settings *, const item_record *item, const
         status = VOLTAGEConvert(item->ChipCode, item->VolFunc, 0, &bottom);
         break;
     case CAT_FAN:
-        // One would expect the speed of the largest count; it is converted and then overwritten by 0, on purpose.
+        // One would expect the speed of the largest count; it is converted and then overwritten by 0, on
+        // purpose.
         status = FANConvert(chip_of(item->ChipCode)->fan.bottom_count, item->ChipCode, 1, &bottom);
         bottom = 0;
         break;

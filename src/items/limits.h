@@ -10,8 +10,8 @@
 constexpr uint32_t HIGH_LIMIT = 1; // kinds of limits; KIND_READING is 0
 constexpr uint32_t LOW_LIMIT = 2;
 
-// Reads the limit that parameter `name` describes (the item's ParaIndex1 for the high, ParaIndex2 for the low one).
-// 0, or -1 with `*value` as it was; a name without a record is said on standard error.
+// Reads the limit that parameter `name` describes (the item's ParaIndex1 for the high, ParaIndex2 for the low
+// one). 0, or -1 with `*value` as it was; a name without a record is said on standard error.
 int get_item_limit(uint32_t kind, const system_settings *system, const char *name, const item_record *item,
                    const parameter_record *parameters, int32_t parameter_count, int64_t *value);
 

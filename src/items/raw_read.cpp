@@ -1,5 +1,5 @@
-// Readers of raw values and raw limits, one an access pattern; the rows of the chip table point here. A reader
-// returns 0, or non-zero with `*raw` untouched, unless it says otherwise.
+// Readers of raw values and raw limits, one an access pattern; the rows of the chip table point here. A
+// reader returns 0, or non-zero with `*raw` untouched, unless it says otherwise.
 #include "items/chip_routines.h"
 
 #include "hw/gpio.h"
@@ -180,8 +180,8 @@ int read_switch_absent(const system_settings *, const item_record *, uint32_t *r
     return 0;
 }
 
-// Digital temperatures: in mode 3 a flag says that the agent's reading is not valid. The status is that of the
-// mode's read, whatever became of the temperature's own; kept on purpose.
+// Digital temperatures: in mode 3 a flag says that the agent's reading is not valid. The status is that of
+// the mode's read, whatever became of the temperature's own; kept on purpose.
 int read_temp_w83793g(const system_settings *, const item_record *item, uint32_t *raw) {
     constexpr uint32_t MODE = 0x5E;
     constexpr uint32_t FLAGS = 0xD6;
@@ -263,13 +263,15 @@ int limit_fan_w83793g(const system_settings *system, const item_record *item, co
 }
 
 // One would expect a limit; the ports are read and the limit stays unreadable all the same, on purpose.
-int limit_fan_ns87427(const system_settings *, const item_record *, const parameter_record *record, uint32_t *) {
+int limit_fan_ns87427(const system_settings *, const item_record *, const parameter_record *record,
+                      uint32_t *) {
     uint32_t ignored;
     ns87427_word(static_cast<uint16_t>(record->Offset), static_cast<uint8_t>(record->Slave), 20, &ignored);
     return NOT_READ;
 }
 
-// Where the high byte lies is judged by the item's own register, though the record's is read; kept on purpose.
+// Where the high byte lies is judged by the item's own register, though the record's is read; kept on
+// purpose.
 int limit_fan_it8720f(const system_settings *system, const item_record *item, const parameter_record *record,
                       uint32_t *raw) {
     if (!on_superio(item))
@@ -281,7 +283,8 @@ int limit_fan_nct6776f(const system_settings *system, const item_record *item, c
                        uint32_t *raw) {
     if (!on_superio(item))
         return limit_plain(system, item, record, raw);
-    return isa_word_data_read_NCT6776F_fan(system->IndexReg, system->DataReg, record->Slave, record->Offset, raw);
+    return isa_word_data_read_NCT6776F_fan(system->IndexReg, system->DataReg, record->Slave, record->Offset,
+                                           raw);
 }
 
 int limit_fan_nct7904d(const system_settings *system, const item_record *item, const parameter_record *record,

@@ -16,8 +16,8 @@
 
 constexpr int READING_TRIES = 3;
 
-// The items that are being read for one another by their references, outermost first. Each link reads the next up
-// to three times, so a chain is held short; boards have one link.
+// The items that are being read for one another by their references, outermost first. Each link reads the
+// next up to three times, so a chain is held short; boards have one link.
 constexpr int MAX_REFERENCES = 8;
 static const item_record *being_read[MAX_REFERENCES];
 static int being_read_count;
@@ -64,8 +64,8 @@ int read_divisor(const system_settings *system, const item_record *item, const p
     return DIVISORConvert(raw, item->ChipCode, record->BitMask, divisor);
 }
 
-int get_item_divisor(const system_settings *system, const item_record *item, const parameter_record *parameters,
-                     int32_t parameter_count, uint32_t *divisor) {
+int get_item_divisor(const system_settings *system, const item_record *item,
+                     const parameter_record *parameters, int32_t parameter_count, uint32_t *divisor) {
     if (find_first_parameter(parameters, parameter_count, item->ParaIndex1) == nullptr) {
         printf("Error: Cannot get the divisor '%s'!\n", item->ParaIndex1);
         return -1;
@@ -139,8 +139,8 @@ int get_item_readingImpl(const system_settings *system, const item_record *items
     return 0;
 }
 
-// Both limits are fetched on every pass, for every category, by the parameter names as they stand (for a fan the
-// first is its divisor record): the accesses and the not-found messages are kept on purpose.
+// Both limits are fetched on every pass, for every category, by the parameter names as they stand (for a fan
+// the first is its divisor record): the accesses and the not-found messages are kept on purpose.
 static int read_until_normal(const system_settings *system, const item_record *items, int32_t item_count,
                              const parameter_record *parameters, int32_t parameter_count,
                              const item_record *item, int64_t *value) {
@@ -153,7 +153,8 @@ static int read_until_normal(const system_settings *system, const item_record *i
         judged.low_limit = 0;
         get_item_limit(HIGH_LIMIT, system, item->ParaIndex1, item, parameters, parameter_count,
                        &judged.high_limit);
-        get_item_limit(LOW_LIMIT, system, item->ParaIndex2, item, parameters, parameter_count, &judged.low_limit);
+        get_item_limit(LOW_LIMIT, system, item->ParaIndex2, item, parameters, parameter_count,
+                       &judged.low_limit);
         status = get_item_readingImpl(system, items, item_count, parameters, parameter_count, item, value);
         if (status == 0)
             judged.value = *value;

@@ -5,8 +5,9 @@
 
 #include "config/settings.h"
 
-// Reads an item, up to three times while the value looks abnormal. 0, or -1 with `*value` as it was; the voltage
-// formulas of chips 9 and 14 may leave it as it was after a good reading too, so it holds the previous one.
+// Reads an item, up to three times while the value looks abnormal. 0, or -1 with `*value` as it was; the
+// voltage formulas of chips 9 and 14 may leave it as it was after a good reading too, so it holds the
+// previous one.
 int get_item_reading(const system_settings *system, const item_record *items, int32_t item_count,
                      const parameter_record *parameters, int32_t parameter_count, const item_record *item,
                      int64_t *value);
@@ -16,10 +17,10 @@ int get_item_readingImpl(const system_settings *system, const item_record *items
                          const parameter_record *parameters, int32_t parameter_count, const item_record *item,
                          int64_t *value);
 
-// The divisor of a fan by the record that its ParaIndex1 names; -1 when there is no such record (said on standard
-// output) or it cannot be read.
-int get_item_divisor(const system_settings *system, const item_record *item, const parameter_record *parameters,
-                     int32_t parameter_count, uint32_t *divisor);
+// The divisor of a fan by the record that its ParaIndex1 names; -1 when there is no such record (said on
+// standard output) or it cannot be read.
+int get_item_divisor(const system_settings *system, const item_record *item,
+                     const parameter_record *parameters, int32_t parameter_count, uint32_t *divisor);
 
 // The same without a word.
 int read_divisor(const system_settings *system, const item_record *item, const parameter_record *parameters,

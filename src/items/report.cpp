@@ -62,7 +62,8 @@ int text_build_Items(item_display *displays, const system_settings *system, cons
     for (int32_t i = 0; i < item_count; i++) {
         if (displays[i].monitor != 1)
             continue;
-        bool valid = refresh_display(&displays[i], system, items, item_count, parameters, parameter_count, &items[i]);
+        bool valid =
+            refresh_display(&displays[i], system, items, item_count, parameters, parameter_count, &items[i]);
         print_row(&displays[i], valid);
     }
     int result = print_time();

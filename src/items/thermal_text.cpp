@@ -28,15 +28,16 @@ static int isa_read(const system_settings *system, uint32_t bank, uint32_t reg, 
     return isa_byte_data_read(system->IndexReg, system->DataReg, bank, reg, value);
 }
 
-// A word made from a value that could not be read would be a lie, so every failed access ends in -1; the banks
-// are restored all the same.
+// A word made from a value that could not be read would be a lie, so every failed access ends in -1; the
+// banks are restored all the same.
 
 uint32_t getPeciAgentIndex(const item_record *item) {
     static const struct {
         const char *part;
         uint32_t agent;
-    } names[] = {{"CPU1", 1}, {"PECI Agent1", 1}, {"CPU2", 2}, {"PECI Agent2", 2}, {"CPU3", 3},
-                 {"PECI Agent3", 3}, {"CPU4", 4}, {"PECI Agent4", 4}, {"CPU", 1}, {"PECI Agent", 1}};
+    } names[] = {{"CPU1", 1}, {"PECI Agent1", 1}, {"CPU2", 2}, {"PECI Agent2", 2},
+                 {"CPU3", 3}, {"PECI Agent3", 3}, {"CPU4", 4}, {"PECI Agent4", 4},
+                 {"CPU", 1},  {"PECI Agent", 1}};
     for (const auto &name : names) // in this order: "CPU12" is agent 1
         if (strstr(item->Name, name.part) != nullptr)
             return name.agent;
@@ -61,13 +62,15 @@ static void uncalibrated_word(uint32_t temperature, char *text) {
 }
 
 struct guide_values {
-    uint32_t high;   // thresholds
+    uint32_t high; // thresholds
     uint32_t middle;
     uint32_t margin; // below the target temperature
     uint32_t temperature;
 };
 
-static bool is_calibrated(const guide_values *values) { return values->high - CALIBRATED_GAP == values->middle; }
+static bool is_calibrated(const guide_values *values) {
+    return values->high - CALIBRATED_GAP == values->middle;
+}
 
 static void guide_word(const system_settings *system, const guide_values *values, char *text) {
     if (system->ThermalGuideChipType == 1)
@@ -229,7 +232,9 @@ int getThermalText_W83795ADG(const system_settings *system, const item_record *i
 
 // ---- IT8720F, behind index and data ports
 
-bool supportThermalText_IT8720F(const system_settings *, const item_record *item) { return item->Offset == 0x2B; }
+bool supportThermalText_IT8720F(const system_settings *, const item_record *item) {
+    return item->Offset == 0x2B;
+}
 
 int getThermalText_IT8720F(const system_settings *system, const item_record *item, char *text) {
     guide_values values = {};
@@ -249,9 +254,10 @@ bool supportThermalText_NCT6776F(const system_settings *, const item_record *ite
     return item->Slave == 7 && item->Offset >= 0x17 && item->Offset <= 0x1E;
 }
 
-// The digital reading: bit 7 of the high byte is a sign (below the target temperature), the nine bits behind it
-// are whole degrees.
-static int read_peci(const system_settings *system, const item_record *item, uint32_t *high, uint32_t *degrees) {
+// The digital reading: bit 7 of the high byte is a sign (below the target temperature), the nine bits behind
+// it are whole degrees.
+static int read_peci(const system_settings *system, const item_record *item, uint32_t *high,
+                     uint32_t *degrees) {
     uint32_t low = 0;
     int status = isa_read(system, item->Slave, item->Offset, high);
     status |= isa_read(system, item->Slave, item->Offset + 1, &low);
@@ -261,7 +267,8 @@ static int read_peci(const system_settings *system, const item_record *item, uin
     return 0;
 }
 
-// 412 = 512 - 100: the reading is a two's complement below the target temperature, which is taken as 100 degrees.
+// 412 = 512 - 100: the reading is a two's complement below the target temperature, which is taken as 100
+// degrees.
 static uint32_t below_target(uint32_t degrees) { return (degrees - 412) & 0xFF; }
 
 static uint32_t above_target(uint32_t degrees) { return (degrees + 100) & 0xFF; }

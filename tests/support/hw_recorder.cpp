@@ -111,7 +111,8 @@ int isa_byte_data_read(uint32_t index, uint32_t data, uint32_t bank, uint32_t re
     return read_call(value, "isa_read %x %x", bank, reg);
 }
 
-int isa_word_data_read_NCT6776F_fan(uint32_t index, uint32_t data, uint32_t bank, uint32_t reg, uint32_t *value) {
+int isa_word_data_read_NCT6776F_fan(uint32_t index, uint32_t data, uint32_t bank, uint32_t reg,
+                                    uint32_t *value) {
     check_ports(index, data);
     return read_call(value, "isa_fan %x %x", bank, reg);
 }
@@ -154,7 +155,9 @@ int IpmiByteRead_oem_30_90(uint32_t slave, uint32_t bank, uint32_t reg, uint32_t
     return read_call(value, "bmc_30_90 %x %x %x", slave, bank, reg);
 }
 
-int IpmiByteRead_oem_30_93(uint32_t index, uint32_t *value) { return read_call(value, "bmc_30_93 %x", index); }
+int IpmiByteRead_oem_30_93(uint32_t index, uint32_t *value) {
+    return read_call(value, "bmc_30_93 %x", index);
+}
 
 int IpmiByteRead_oem_30_95(uint32_t reg, uint32_t *value) { return read_call(value, "bmc_30_95 %x", reg); }
 

@@ -101,7 +101,9 @@ static bool fails(const char *name) {
     return true;
 }
 
-std::string real_path(const char *path) { return (root / std::filesystem::path(path).relative_path()).string(); }
+std::string real_path(const char *path) {
+    return (root / std::filesystem::path(path).relative_path()).string();
+}
 
 void put_file(const char *path, const std::string &contents) {
     std::filesystem::create_directories(std::filesystem::path(real_path(path)).parent_path());

@@ -1,6 +1,6 @@
 #pragma once
-// A third door, for tests of single functions: ports are answered by the test and every access is logged; files
-// live below a private directory; single calls can be made to fail.
+// A third door, for tests of single functions: ports are answered by the test and every access is logged;
+// files live below a private directory; single calls can be made to fail.
 //
 // Log lines: "iopl 3", "ioperm 0295 1 1", "outb 0295 4e", "inb 0296 80", "sleep 1", "usleep 550000",
 // "syslog kes2 1 0 4 TEXT", "rename A B", "system CMD". A refused or failed call has " failed" behind it.
@@ -36,7 +36,8 @@ void attach(monitor *chip); // answers on_inb and on_outb from it
 // Permissions: false makes iopl fail, and leaves the ports to be granted one by one.
 void grant_all_ports(bool on);
 
-// Call `name` ("ioperm", "fopen", "fclose", "rename", ...) fails with `error` the `nth` time from now (1: the next).
+// Call `name` ("ioperm", "fopen", "fclose", "rename", ...) fails with `error` the `nth` time from now (1: the
+// next).
 void fail_call(const char *name, int nth, int error);
 
 // Files as the program names them ("/etc/Kestrel.ini").

@@ -1,0 +1,57 @@
+// A door that costs nothing: ports answer at once, the configuration lies in memory.
+#include "os_free.h"
+
+#include <cerrno>
+
+#include "hw/os.h"
+
+std::string free_configuration;
+
+constexpr uint8_t EVERY_REGISTER = 100;
+
+static int not_here() {
+    errno = ENODEV;
+    return -1;
+}
+
+void os_start(int *, char ***) {}
+int os_iopl(int) { return 0; }
+int os_ioperm(uint16_t, unsigned, bool) { return 0; }
+int os_inb(uint16_t, uint8_t *value) {
+    *value = EVERY_REGISTER;
+    return 0;
+}
+int os_outb(uint16_t, uint8_t) { return 0; }
+int os_inl(uint16_t, uint32_t *value) {
+    *value = EVERY_REGISTER;
+    return 0;
+}
+int os_outl(uint16_t, uint32_t) { return 0; }
+int os_open(const char *, int) { return not_here(); }
+int os_close(int) { return 0; }
+ssize_t os_read(int, void *, size_t) { return not_here(); }
+int os_seek(int, int64_t) { return not_here(); }
+void *os_map(int, int64_t, size_t) { return nullptr; }
+int os_unmap(void *, size_t) { return 0; }
+int os_ioctl(int, unsigned long, void *) { return not_here(); }
+int os_wait_readable(int, bool *) { return not_here(); }
+FILE *os_fopen(const char *, const char *) {
+    return fmemopen(free_configuration.data(), free_configuration.size(), "r");
+}
+int os_fclose(FILE *stream) { return fclose(stream); }
+bool os_exists(const char *) { return false; }
+int os_rename(const char *, const char *) { return not_here(); }
+int os_unlink(const char *) { return not_here(); }
+int os_chmod(const char *, mode_t) { return not_here(); }
+int os_list_directory(const char *, std::vector<std::string> *) { return not_here(); }
+int os_system(const char *) { return 0; }
+FILE *os_popen(const char *) { return nullptr; }
+int os_pclose(FILE *) { return 0; }
+pid_t os_fork() { return not_here(); }
+void os_exec(const char *) {}
+int os_waitpid(pid_t) { return not_here(); }
+void os_sleep(unsigned) {}
+void os_usleep(unsigned) {}
+uint32_t os_getuid() { return 0; }
+time_t os_time() { return 0; }
+void os_syslog(const char *, int, int, int, const char *) {}
