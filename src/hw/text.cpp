@@ -4,20 +4,25 @@
 
 static bool is_continuation(char c) { return (c & 0xC0) == 0x80; }
 
-// The longest prefix of `text` of at most `limit` bytes that does not end inside a UTF-8 character. A
-// character has at most three continuation bytes; a longer run of them is no UTF-8 and is cut where it
-// stands.
-static size_t whole_characters(const char *text, size_t limit) {
-    size_t end = limit;
-    while (end > 0 && limit - end < 4 && is_continuation(text[end]))
-        end--;
-    return limit - end < 4 ? end : limit;
+// Bytes of the UTF-8 character that begins with `lead`; 1 for a byte that begins none.
+static size_t character_length(char lead) {
+    unsigned char byte = static_cast<unsigned char>(lead);
+    return byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+}
+
+// Where `text` is cut so that at most `limit` bytes stay and no UTF-8 character is broken; what is no UTF-8 is cut at
+// the byte.
+static size_t cut_at(const char *text, size_t limit) {
+    size_t start = limit;
+    while (start > 0 && limit - start < 3 && is_continuation(text[start]))
+        start--;
+    return start + character_length(text[start]) > limit ? start : limit;
 }
 
 void copy_text(char *field, size_t capacity, const char *text) {
     size_t length = strlen(text);
     if (length >= capacity)
-        length = whole_characters(text, capacity - 1);
+        length = cut_at(text, capacity - 1);
     memcpy(field, text, length);
     field[length] = '\0';
 }

@@ -43,7 +43,7 @@ static constexpr chip chips[] = {
      .limit_fan = limit_fan_low_high},
     {.code = CHIP_GPIO_4, .read_switch = read_switch_superio_gpio},
     {.code = CHIP_GPIO_5, .read_switch = read_switch_superio_gpio},
-    {.code = CHIP_6, .fan = {.uses_divisor = false, .speed = speed_chip_6}},
+    {.code = CHIP_6, .fan = {.valid_below = ANY_COUNT, .uses_divisor = false, .speed = speed_chip_6}},
     {.code = CHIP_7, .volts = &volts_7, .bank = bank_at_4e(none_banked, true)},
     {.code = CHIP_NS87427,
      .fan = {.numerator = 5400000,

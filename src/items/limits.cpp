@@ -41,10 +41,10 @@ static void convert_limit(const system_settings *system, const item_record *item
         TEMPConvert(raw, &converted);
         break;
     case CAT_SWITCH:
-        break; // a switch has no limit
+        return; // a switch has no limit
     default:
         fprintf(stderr, "Error: wrong parameter!\n");
-        break;
+        return;
     }
     *value = converted;
 }

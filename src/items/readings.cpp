@@ -94,6 +94,39 @@ static int64_t read_reference(const system_settings *system, const item_record *
     return reference;
 }
 
+// -1, `*value` untouched, for a category that has no readings.
+static int convert_reading(const system_settings *system, const item_record *items, int32_t item_count,
+                           const parameter_record *parameters, int32_t parameter_count, const item_record *item,
+                           uint32_t raw, int64_t *value) {
+    int32_t converted = static_cast<int32_t>(*value);
+    uint32_t divisor = 1;
+    switch (item->Cat) {
+    case CAT_VOLTAGE:
+        VOLTAGEConvert(item->ChipCode, item->VolFunc, raw, &converted);
+        break;
+    case CAT_FAN:
+        if (get_item_divisor(system, item, parameters, parameter_count, &divisor) != 0)
+            divisor = 1;
+        FANConvert(raw, item->ChipCode, divisor, &converted);
+        break;
+    case CAT_TEMP:
+        TEMPConvert(raw, &converted);
+        if (raw == 127) // like 128: no sensor
+            converted = 0;
+        break;
+    case CAT_SWITCH:
+        SWITCHConvert(raw, get_item_bitmask(item->ParaIndex1, parameters, parameter_count), &converted,
+                      item->Activate, item->ChipCode,
+                      read_reference(system, items, item_count, parameters, parameter_count, item));
+        break;
+    default:
+        fprintf(stderr, "Error: unknown parameter!\n");
+        return -1;
+    }
+    *value = converted;
+    return 0;
+}
+
 int get_item_readingImpl(const system_settings *system, const item_record *items, int32_t item_count,
                          const parameter_record *parameters, int32_t parameter_count, const item_record *item,
                          int64_t *value) {
@@ -101,42 +134,21 @@ int get_item_readingImpl(const system_settings *system, const item_record *items
     int passes = guarded ? GUARDED_PASSES : 1;
     if (guarded)
         correctBankSelectRegister(KIND_READING, MODE_BEFORE_READ, system, item, item->Offset);
+    int64_t read = *value;
+    int status;
     bool moved = false;
     do {
         uint32_t raw = 0;
         if (read_raw(system, item, &raw) != 0)
             return -1;
-        int32_t converted = static_cast<int32_t>(*value);
-        uint32_t divisor = 1;
-        switch (item->Cat) {
-        case CAT_VOLTAGE:
-            VOLTAGEConvert(item->ChipCode, item->VolFunc, raw, &converted);
-            break;
-        case CAT_FAN:
-            if (get_item_divisor(system, item, parameters, parameter_count, &divisor) != 0)
-                divisor = 1;
-            FANConvert(raw, item->ChipCode, divisor, &converted);
-            break;
-        case CAT_TEMP:
-            TEMPConvert(raw, &converted);
-            if (raw == 127) // like 128: no sensor
-                converted = 0;
-            break;
-        case CAT_SWITCH:
-            SWITCHConvert(raw, get_item_bitmask(item->ParaIndex1, parameters, parameter_count), &converted,
-                          item->Activate, item->ChipCode,
-                          read_reference(system, items, item_count, parameters, parameter_count, item));
-            break;
-        default:
-            fprintf(stderr, "Error: unknown parameter!\n");
-            return -1;
-        }
-        *value = converted;
+        status = convert_reading(system, items, item_count, parameters, parameter_count, item, raw, &read);
         passes--;
         if (guarded)
             moved = correctBankSelectRegister(KIND_READING, MODE_AFTER_READ, system, item, item->Offset) != 0;
     } while (moved && passes > 0);
-    return 0;
+    if (status == 0)
+        *value = read;
+    return status;
 }
 
 // Both limits are fetched on every pass, for every category, by the parameter names as they stand (for a fan
@@ -147,6 +159,7 @@ static int read_until_normal(const system_settings *system, const item_record *i
     item_display judged = {};
     get_item_name(item, judged.name);
     judged.cat = get_item_cat(item);
+    int64_t read = *value;
     int status = -1;
     for (int tries = 0; tries < READING_TRIES; tries++) {
         judged.high_limit = 0; // a limit that cannot be read counts as 0
@@ -155,12 +168,14 @@ static int read_until_normal(const system_settings *system, const item_record *i
                        &judged.high_limit);
         get_item_limit(LOW_LIMIT, system, item->ParaIndex2, item, parameters, parameter_count,
                        &judged.low_limit);
-        status = get_item_readingImpl(system, items, item_count, parameters, parameter_count, item, value);
+        status = get_item_readingImpl(system, items, item_count, parameters, parameter_count, item, &read);
         if (status == 0)
-            judged.value = *value;
+            judged.value = read;
         if (isNormalReading(&judged))
             break;
     }
+    if (status == 0) // an earlier pass's value does not count when the last one failed
+        *value = read;
     return status;
 }
 

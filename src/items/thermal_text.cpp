@@ -306,28 +306,27 @@ bool supportThermalText_NCT7904D(const system_settings *, const item_record *ite
 }
 
 int getThermalText_NCT7904D(const system_settings *, const item_record *item, char *text) {
-    smbus_write(item, BANK_AT_FF, 0);
-    uint32_t temperature;
-    int status = smbus_read(item, item->Offset, &temperature);
+    uint32_t temperature = 0;
+    int status = smbus_write(item, BANK_AT_FF, 0);
+    status |= smbus_read(item, item->Offset, &temperature);
     if (status != 0)
-        return status;
+        return -1;
     nct7904d_word(temperature, text);
     return 0;
 }
 
 int getThermalText_ME_NCT7904D(const system_settings *, const item_record *item, char *text) {
-    smbus_write(item, BANK_AT_FF, 0); // first in every case, also when the BMC answers; kept on purpose
     uint32_t temperature = 0;
-    int status;
+    int status = smbus_write(item, BANK_AT_FF, 0); // first in every case, also when the BMC answers; kept on purpose
     if (hDevice != 0) {
         status = IpmiByteRead_oem_30_93((item->Offset & 0x0F) >> 1, &temperature);
         if (temperature == 0xFF) // no processor in that socket
             temperature = 0;
     } else {
-        status = smbus_read(item, item->Offset, &temperature);
+        status |= smbus_read(item, item->Offset, &temperature);
     }
     if (status != 0)
-        return status;
+        return -1;
     nct7904d_word(temperature, text);
     return 0;
 }
