@@ -23,32 +23,6 @@ static int read_raw_limit(const system_settings *system, const item_record *item
     return reader(system, item, record, raw);
 }
 
-static void convert_limit(const system_settings *system, const item_record *item,
-                          const parameter_record *parameters, int32_t parameter_count, uint32_t raw,
-                          int64_t *value) {
-    int32_t converted = static_cast<int32_t>(*value);
-    uint32_t divisor = 1;
-    switch (item->Cat) {
-    case CAT_VOLTAGE:
-        VOLTAGEConvert(item->ChipCode, item->VolFunc, raw, &converted);
-        break;
-    case CAT_FAN:
-        if (get_item_divisor(system, item, parameters, parameter_count, &divisor) != 0)
-            divisor = 1;
-        FANConvert(raw, item->ChipCode, divisor, &converted);
-        break;
-    case CAT_TEMP:
-        TEMPConvert(raw, &converted);
-        break;
-    case CAT_SWITCH:
-        return; // a switch has no limit
-    default:
-        fprintf(stderr, "Error: wrong parameter!\n");
-        return;
-    }
-    *value = converted;
-}
-
 // The bank is judged by the first record of the table, not by the one that is read; kept on purpose.
 static uint32_t register_to_guard(const parameter_record *parameters, int32_t parameter_count) {
     return parameter_count > 0 ? parameters[0].Offset : NOT_GIVEN;
@@ -71,7 +45,9 @@ int get_item_limit(uint32_t kind, const system_settings *system, const char *nam
         uint32_t raw = 0;
         if (read_raw_limit(system, item, record, &raw) != 0)
             return -1;
-        convert_limit(system, item, parameters, parameter_count, raw, value);
+        bool converted = convert_measure(system, item, parameters, parameter_count, raw, value);
+        if (!converted && item->Cat != CAT_SWITCH) // a switch has no limit
+            fprintf(stderr, "Error: wrong parameter!\n");
         passes--;
         if (guarded)
             moved = correctBankSelectRegister(kind, MODE_AFTER_READ, system, item, guarded_reg) != 0;

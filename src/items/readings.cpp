@@ -94,10 +94,9 @@ static int64_t read_reference(const system_settings *system, const item_record *
     return reference;
 }
 
-// -1, `*value` untouched, for a category that has no readings.
-static int convert_reading(const system_settings *system, const item_record *items, int32_t item_count,
-                           const parameter_record *parameters, int32_t parameter_count, const item_record *item,
-                           uint32_t raw, int64_t *value) {
+bool convert_measure(const system_settings *system, const item_record *item,
+                     const parameter_record *parameters, int32_t parameter_count, uint32_t raw,
+                     int64_t *value) {
     int32_t converted = static_cast<int32_t>(*value);
     uint32_t divisor = 1;
     switch (item->Cat) {
@@ -111,19 +110,39 @@ static int convert_reading(const system_settings *system, const item_record *ite
         break;
     case CAT_TEMP:
         TEMPConvert(raw, &converted);
-        if (raw == 127) // like 128: no sensor
-            converted = 0;
-        break;
-    case CAT_SWITCH:
-        SWITCHConvert(raw, get_item_bitmask(item->ParaIndex1, parameters, parameter_count), &converted,
-                      item->Activate, item->ChipCode,
-                      read_reference(system, items, item_count, parameters, parameter_count, item));
         break;
     default:
+        return false;
+    }
+    *value = converted;
+    return true;
+}
+
+static int64_t convert_switch(const system_settings *system, const item_record *items, int32_t item_count,
+                              const parameter_record *parameters, int32_t parameter_count,
+                              const item_record *item, uint32_t raw) {
+    uint32_t mask = get_item_bitmask(item->ParaIndex1, parameters, parameter_count);
+    int64_t reference = read_reference(system, items, item_count, parameters, parameter_count, item);
+    int32_t state;
+    SWITCHConvert(raw, mask, &state, item->Activate, item->ChipCode, reference);
+    return state;
+}
+
+// -1, `*value` untouched, for a category that has no readings.
+static int convert_reading(const system_settings *system, const item_record *items, int32_t item_count,
+                           const parameter_record *parameters, int32_t parameter_count,
+                           const item_record *item, uint32_t raw, int64_t *value) {
+    constexpr uint32_t NO_SENSOR = 127; // as is 128, which the conversion knows
+    if (item->Cat == CAT_SWITCH) {
+        *value = convert_switch(system, items, item_count, parameters, parameter_count, item, raw);
+        return 0;
+    }
+    if (!convert_measure(system, item, parameters, parameter_count, raw, value)) {
         fprintf(stderr, "Error: unknown parameter!\n");
         return -1;
     }
-    *value = converted;
+    if (item->Cat == CAT_TEMP && raw == NO_SENSOR)
+        *value = 0;
     return 0;
 }
 

@@ -26,5 +26,11 @@ int get_item_divisor(const system_settings *system, const item_record *item,
 int read_divisor(const system_settings *system, const item_record *item, const parameter_record *parameters,
                  int32_t parameter_count, uint32_t *divisor);
 
+// A raw value or limit of a fan, a voltage or a temperature in its unit; false, `*value` untouched, for other
+// categories.
+bool convert_measure(const system_settings *system, const item_record *item,
+                     const parameter_record *parameters, int32_t parameter_count, uint32_t raw,
+                     int64_t *value);
+
 // The BitMask of the last parameter of that name, 0 when there is none.
 uint32_t get_item_bitmask(const char *name, const parameter_record *parameters, int32_t parameter_count);

@@ -317,7 +317,8 @@ int getThermalText_NCT7904D(const system_settings *, const item_record *item, ch
 
 int getThermalText_ME_NCT7904D(const system_settings *, const item_record *item, char *text) {
     uint32_t temperature = 0;
-    int status = smbus_write(item, BANK_AT_FF, 0); // first in every case, also when the BMC answers; kept on purpose
+    int status =
+        smbus_write(item, BANK_AT_FF, 0); // first in every case, also when the BMC answers; kept on purpose
     if (hDevice != 0) {
         status = IpmiByteRead_oem_30_93((item->Offset & 0x0F) >> 1, &temperature);
         if (temperature == 0xFF) // no processor in that socket
