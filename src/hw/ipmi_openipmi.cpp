@@ -1,0 +1,137 @@
+// The kernel's OpenIPMI driver: send, wait, receive.
+#include "hw/ipmi_transport.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/ipmi.h>
+#include <sys/ioctl.h>
+
+#include "hw/os.h"
+
+// The numbers of the published interface, which the kernel's header must give.
+static_assert(IPMICTL_SEND_COMMAND == 0x8028690D);
+static_assert(IPMICTL_RECEIVE_MSG == 0xC030690C);
+static_assert(sizeof(ipmi_addr) == 40);
+
+static int openipmi_fd = -1;
+static uint8_t IpmiVersion; // recorded, never asked for
+
+// The address that a message goes to, or comes from. 0, or -1 for a type that there is no address for.
+static int fill_address(ipmi_addr *address, int type, int channel, int slave, int lun) {
+    *address = {};
+    if (type == IPMI_SYSTEM_INTERFACE_ADDR_TYPE) {
+        ipmi_system_interface_addr own = {};
+        own.addr_type = type;
+        own.channel = static_cast<short>(channel);
+        own.lun = static_cast<unsigned char>(lun);
+        memcpy(address, &own, sizeof own);
+        return 0;
+    }
+    if (type == IPMI_IPMB_ADDR_TYPE || type == IPMI_IPMB_BROADCAST_ADDR_TYPE) {
+        ipmi_ipmb_addr bus = {};
+        bus.addr_type = type;
+        bus.channel = static_cast<short>(channel);
+        bus.slave_addr = static_cast<unsigned char>(slave);
+        bus.lun = static_cast<unsigned char>(lun);
+        memcpy(address, &bus, sizeof bus);
+        return 0;
+    }
+    fprintf(stderr, "Error: wrong address type.\n");
+    return -1;
+}
+
+static int failed_ioctl() {
+    int error = errno;
+    fprintf(stderr, "Error: ioctl(), errno=%d\n", error);
+    return error;
+}
+
+int ipmi_cmd_req2(int fd, int address_type, int channel, int slave, int lun, int32_t message_id,
+                  uint8_t netfn, uint8_t command, size_t length, const uint8_t *data) {
+    ipmi_addr address;
+    if (fill_address(&address, address_type, channel, slave, lun) != 0)
+        return -1;
+    ipmi_req request = {};
+    request.addr = reinterpret_cast<unsigned char *>(&address);
+    request.addr_len = sizeof address;
+    request.msgid = message_id;
+    request.msg.netfn = netfn;
+    request.msg.cmd = command;
+    request.msg.data_len = static_cast<unsigned short>(length);
+    request.msg.data = const_cast<unsigned char *>(data);
+    if (os_ioctl(fd, IPMICTL_SEND_COMMAND, &request) != 0)
+        return failed_ioctl();
+    return 0;
+}
+
+int Ipmip_449000(int fd, int address_type, int channel, int slave, int lun, size_t capacity, uint8_t *data,
+                 size_t *length) {
+    ipmi_addr address;
+    if (fill_address(&address, address_type, channel, slave, lun) != 0)
+        return -1;
+    bool readable = false;
+    int count = os_wait_readable(fd, &readable);
+    if (count < 0) {
+        int error = errno;
+        fprintf(stderr, "Error: select(), errno=%d\n", error);
+        return error;
+    }
+    if (!readable)
+        return count;
+    ipmi_recv received = {};
+    received.addr = reinterpret_cast<unsigned char *>(&address);
+    received.addr_len = sizeof address;
+    received.msg.data = data;
+    received.msg.data_len = static_cast<unsigned short>(capacity);
+    int result = os_ioctl(fd, IPMICTL_RECEIVE_MSG, &received);
+    if (result < 0)
+        return failed_ioctl();
+    *length = received.msg.data_len < capacity ? received.msg.data_len : capacity;
+    return result;
+}
+
+static size_t exchange(int32_t message_id, uint8_t netfn, uint8_t command, const uint8_t *data, size_t length,
+                       uint8_t reply[REPLY_CAPACITY]) {
+    constexpr int TYPE = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
+    constexpr int CHANNEL = IPMI_BMC_CHANNEL;
+    reply[0] = NO_REPLY;
+    if (ipmi_cmd_req2(openipmi_fd, TYPE, CHANNEL, BMC_SLAVE, 0, message_id, netfn, command, length, data) !=
+        0)
+        return 0; // nothing is waited for
+    size_t count = 0;
+    if (Ipmip_449000(openipmi_fd, TYPE, CHANNEL, BMC_SLAVE, 0, REPLY_CAPACITY, reply, &count) != 0)
+        return 0;
+    return count;
+}
+
+bool openipmi_is_open() { return openipmi_fd >= 0; }
+
+size_t openipmi_command(uint8_t netfn, uint8_t command, const uint8_t *data, size_t length,
+                        uint8_t reply[REPLY_CAPACITY]) {
+    reply[0] = NO_REPLY;
+    if (!openipmi_is_open())
+        return 0;
+    size_t count = exchange(seqNo, netfn, command, data, length, reply);
+    advance_seqNo_16();
+    return count;
+}
+
+int open_imb2() {
+    openipmi_fd = -1;
+    for (const char *path : {"/dev/ipmidev/0", "/dev/ipmi/0", "/dev/ipmi0"}) {
+        openipmi_fd = os_open(path, O_RDWR);
+        if (openipmi_fd >= 0)
+            break;
+    }
+    if (openipmi_fd < 0)
+        return 0;
+    uint8_t reply[REPLY_CAPACITY] = {};
+    size_t count = exchange(0, NETFN_APP, CMD_GET_DEVICE_ID, nullptr, 0, reply);
+    if (count == 0)
+        return 0;
+    uint8_t version = count > 5 ? reply[5] : 0;
+    IpmiVersion = version == 0x51 || version == 0x01 ? version : 0x90;
+    return 1;
+}
