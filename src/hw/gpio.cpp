@@ -1,7 +1,185 @@
 #include "hw/gpio.h"
 
-constexpr int NOT_READ = -1; // pins cannot be read yet
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <initializer_list>
 
-int ReadSuperGPIO(uint32_t, uint32_t, uint32_t, uint32_t *) { return NOT_READ; }
+#include "hw/chip_codes.h"
+#include "hw/os.h"
+#include "hw/pci.h"
+#include "hw/superio.h"
 
-int ReadSBGPIO(uint32_t, uint32_t, uint32_t, uint32_t *) { return NOT_READ; }
+// ---- Super I/O
+
+static int read_in_configuration(uint32_t logical_device, uint32_t reg, uint8_t *value) {
+    if (superio_enter() != 0)
+        return -1;
+    int status = superio_select(static_cast<uint8_t>(logical_device));
+    if (status == 0)
+        status = superio_read(static_cast<uint8_t>(reg), value);
+    superio_leave();
+    return status;
+}
+
+// High and low byte of the I/O base of chip code 5, read once; 0, 0: not read yet.
+static uint32_t ChipCode5BaseAddr[2];
+
+// Without the entry sequence, on purpose: the chip's configuration is open all the time.
+static int find_chip_5_base(uint32_t logical_device) {
+    uint8_t high;
+    uint8_t low;
+    if (superio_select(static_cast<uint8_t>(logical_device)) != 0)
+        return -1;
+    if (superio_read(0x60, &high) != 0 || superio_read(0x61, &low) != 0)
+        return -1;
+    ChipCode5BaseAddr[0] = high;
+    ChipCode5BaseAddr[1] = low;
+    return 0;
+}
+
+static int read_at_chip_5_base(uint32_t logical_device, uint32_t reg, uint8_t *value) {
+    if (ChipCode5BaseAddr[0] == 0 && ChipCode5BaseAddr[1] == 0 && find_chip_5_base(logical_device) != 0)
+        return -1;
+    return os_inb(static_cast<uint16_t>(ChipCode5BaseAddr[0] * 256 + ChipCode5BaseAddr[1] + reg), value);
+}
+
+static int unknown_chip(uint32_t chip_code) {
+    fprintf(stderr, "Error: unknown ChipCode=%d(0x%X)\n", static_cast<int>(chip_code), chip_code);
+    return -1;
+}
+
+int ReadSuperGPIO(uint32_t chip_code, uint32_t logical_device, uint32_t reg, uint32_t *value) {
+    superio_grant_ports();
+    uint8_t byte = 0;
+    int status;
+    if (chip_code == CHIP_GPIO_4)
+        status = read_in_configuration(logical_device, reg, &byte);
+    else if (chip_code == CHIP_GPIO_5)
+        status = read_at_chip_5_base(logical_device, reg, &byte);
+    else
+        return unknown_chip(chip_code);
+    if (status == 0)
+        *value = byte;
+    return status;
+}
+
+// ---- South bridge
+
+int ReadSBGPIO(uint32_t chip_code, uint32_t, uint32_t reg, uint32_t *value) {
+    constexpr uint16_t INDEX = 0xCD6;
+    constexpr uint16_t DATA = 0xCD7;
+    os_iopl(3);
+    if (chip_code != CHIP_GPIO_11)
+        return unknown_chip(chip_code);
+    uint8_t byte;
+    if (os_outb(INDEX, static_cast<uint8_t>(reg)) != 0 || os_inb(DATA, &byte) != 0)
+        return -1;
+    *value = byte;
+    return 0;
+}
+
+constexpr uint32_t INTEL = 0x8086;
+constexpr uint32_t DEVICE_STEP = 0x800; // from function 0 of a device to that of the next
+constexpr uint32_t MOST_DEVICES = 768;
+constexpr uint32_t IO_SPACE_FLAG = 1;
+
+// The GPIO base that stands in `base_register` of the first south bridge with one of these device ids, or 0.
+static uint32_t gpio_base(std::initializer_list<uint32_t> devices, uint32_t base_register) {
+    os_iopl(3);
+    for (uint32_t i = 0; i < MOST_DEVICES; i++) {
+        uint32_t address = PCI_ENABLE + i * DEVICE_STEP;
+        uint32_t id = pci_config_dword(address);
+        for (uint32_t device : devices)
+            if (id == (device << 16 | INTEL))
+                return pci_config_dword(address | base_register) & ~IO_SPACE_FLAG;
+    }
+    return 0;
+}
+
+// A refused port reads as 0: the pin counts as low.
+static uint32_t gpio_dword(uint32_t port) {
+    uint32_t dword = 0;
+    os_inl(static_cast<uint16_t>(port), &dword);
+    return dword;
+}
+
+static bool bit_is_set(uint32_t port, unsigned bit) { return (gpio_dword(port) >> bit & 1) != 0; }
+
+int CheckGPIO28Hi() {
+    uint32_t base = gpio_base({0x2480, 0x24C0, 0x24D0}, 0x58);
+    if (base == 0)
+        return 0;
+    bool is_input = bit_is_set(base + 4, 28);
+    bool is_high = bit_is_set(base + 12, 28);
+    return is_input && is_high ? 1 : 0;
+}
+
+static int check_second_bank(unsigned bit) {
+    uint32_t base = gpio_base({0x27B8}, 0x48);
+    return base != 0 && bit_is_set(base + 0x38, bit) ? 1 : 0;
+}
+
+int CheckGPIO38Hi() { return check_second_bank(38 - 32); }
+
+int CheckGPIO39Hi() { return check_second_bank(39 - 32); }
+
+uint32_t findGpioBaseAddress() { return gpio_base({0x27B8, 0x3B14}, 0x48); }
+
+// ---- Physical memory
+
+// The line numbers are part of the messages, whatever lines stand here now; kept on purpose.
+[[noreturn]] static void end_without_memory(int line) {
+    int error = errno;
+    fprintf(stderr, "Error at line %d, file %s (%d) [%s]\n", line, "gpio", error, strerror(error));
+    exit(1);
+}
+
+uint8_t getMemByte(uint32_t address) {
+    constexpr uint32_t PAGE = 4096;
+    int fd = os_open("/dev/mem", O_RDWR | O_SYNC);
+    if (fd < 0)
+        end_without_memory(272);
+    void *page = os_map(fd, address / PAGE * PAGE, PAGE);
+    if (page == nullptr)
+        end_without_memory(278);
+    uint8_t byte = static_cast<const uint8_t *>(page)[address % PAGE];
+    os_unmap(page, PAGE);
+    os_close(fd);
+    return byte;
+}
+
+// ---- BIOS self-test complete
+
+static uint16_t level_register(uint32_t base, int32_t number) {
+    uint32_t offset = 0; // numbers without a register of their own
+    if (number >= 0 && number < 32)
+        offset = 0x0C;
+    else if (number >= 32 && number < 64)
+        offset = 0x38;
+    else if (number >= 64 && number < 96)
+        offset = 0x48;
+    return static_cast<uint16_t>(base + offset);
+}
+
+static uint32_t level_bit(int32_t number) { return 1u << (static_cast<uint32_t>(number) % 32); }
+
+uint32_t getIpmiBiosPostCmplGpioState(uint32_t base, int32_t number) {
+    os_iopl(3);
+    return (gpio_dword(level_register(base, number)) & level_bit(number)) != 0 ? 1 : 0;
+}
+
+uint32_t setIpmiBiosPostCmplGpioState(uint32_t base, int32_t number, uint32_t level) {
+    os_iopl(3);
+    uint16_t port = level_register(base, number);
+    uint32_t dword;
+    if (os_inl(port, &dword) != 0)
+        return 0; // what could not be read is not written
+    dword &= ~level_bit(number);
+    if (level != 0)
+        dword |= level_bit(number);
+    os_outl(port, dword);
+    return gpio_dword(port);
+}

@@ -22,14 +22,16 @@ int superio_enter() {
 
 int superio_select(uint8_t logical_device) { return superio_write(LOGICAL_DEVICE, logical_device); }
 
+int superio_choose(uint8_t reg) { return os_outb(CONFIG_INDEX, reg); }
+
 int superio_read(uint8_t reg, uint8_t *value) {
-    if (os_outb(CONFIG_INDEX, reg) != 0)
+    if (superio_choose(reg) != 0)
         return -1;
     return os_inb(CONFIG_DATA, value);
 }
 
 int superio_write(uint8_t reg, uint8_t value) {
-    if (os_outb(CONFIG_INDEX, reg) != 0)
+    if (superio_choose(reg) != 0)
         return -1;
     return os_outb(CONFIG_DATA, value);
 }

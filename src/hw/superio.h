@@ -8,6 +8,7 @@
 int superio_grant_ports();
 int superio_enter();
 int superio_select(uint8_t logical_device);
+int superio_choose(uint8_t reg); // the register that is read or written next
 int superio_read(uint8_t reg, uint8_t *value);
 int superio_write(uint8_t reg, uint8_t value);
 int superio_leave();
