@@ -14,3 +14,10 @@ int smbus_word_data_read_HL(uint32_t bus_type, uint32_t base, uint32_t slave, ui
 
 // The graphics card's sensor.
 int smbus_byte_data_read_GPU(uint32_t bus_type, uint32_t base, uint32_t slave, uint32_t reg, uint32_t *value);
+
+// The descriptor of the bus whose adapter sits at `base`; the first that opens is kept for the whole run.
+// Ends the program with status 255 when there is none.
+int openI2CDevice(uint32_t base);
+
+// Clears the host controller's status after a transfer of the kernel's, on Intel controllers.
+void clearSMBusLastTransaction(uint32_t base);
