@@ -1,17 +1,145 @@
 #include "config/generate.h"
 
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "config/ini_lines.h"
+#include "config/revision_rules.h"
+#include "hw/chip_codes.h"
 #include "hw/os.h"
+#include "hw/pci.h"
+#include "hw/smbus.h"
+#include "hw/text.h"
+
+constexpr uint32_t FAILED = 0xFFFFFFFF;
 
 uint32_t existFile(const char *path) {
     FILE *stream = os_fopen(path, "r");
     if (stream == nullptr)
-        return 0xFFFFFFFF;
+        return FAILED;
     os_fclose(stream);
     return 0;
 }
 
-// There are no master files yet to generate from.
-uint32_t produce_kestrel_ini(const char *, const char *) { return 0xFFFFFFFF; }
+// ---- Copying the board's section
 
-// Never reached yet: it takes an identified board.
-void revise_kestrel_ini_for_R2M(const system_settings *, item_record *, int32_t) {}
+static bool is_comment(const ini_line *line) { return line->length > 2 && strncmp(line->text, ";;", 2) == 0; }
+
+static bool is_board_head(const ini_line *line) { return strncmp(line->text, "[_", 2) == 0; }
+
+// The next line of a master file: newline and carriage return removed, comments skipped.
+static bool read_master_line(FILE *master, ini_line *line) {
+    do {
+        if (!read_ini_line(master, line))
+            return false;
+        if (line->length > 0 && line->text[line->length - 1] == '\r')
+            line->text[--line->length] = '\0';
+    } while (is_comment(line));
+    return true;
+}
+
+// Searches the board's head. False when the file has none.
+static bool find_board(FILE *master, const char *product) {
+    std::string head = std::string("[_") + product + "_]";
+    ini_line line;
+    while (read_master_line(master, &line))
+        if (equal_ignoring_case(line.text, head.c_str()))
+            return true;
+    return false;
+}
+
+static void write_line(FILE *out, const ini_line *line) {
+    fwrite(line->text, 1, line->length, out);
+    fputc('\n', out);
+}
+
+// Copies from the section's "[SYSTEM]" line to the head of the next board. False when there is no such line.
+static bool copy_section(FILE *master, FILE *out) {
+    bool copying = false;
+    ini_line line;
+    while (read_master_line(master, &line)) {
+        if (is_board_head(&line))
+            break;
+        copying = copying || equal_ignoring_case(line.text, "[SYSTEM]");
+        if (copying)
+            write_line(out, &line);
+    }
+    return copying;
+}
+
+static uint32_t not_in_master() {
+    fprintf(stderr, "Error: The initial file for this motherboard is not found!\n");
+    return FAILED;
+}
+
+// What is not whole goes again: the next start would take it for the board's configuration.
+static uint32_t write_configuration(FILE *master) {
+    FILE *out = os_fopen(KESTREL_INI, "w");
+    if (out == nullptr) {
+        fprintf(stderr, "Error: Cannot create the file '%s'.\n", KESTREL_INI);
+        return FAILED;
+    }
+    bool found = copy_section(master, out);
+    bool written = ferror(out) == 0 && ferror(master) == 0;
+    if (os_fclose(out) != 0)
+        written = false;
+    if (found && written)
+        return 0;
+    os_unlink(KESTREL_INI);
+    if (!found)
+        return not_in_master();
+    fprintf(stderr, "Error: Cannot create the file '%s'.\n", KESTREL_INI);
+    return FAILED;
+}
+
+uint32_t produce_kestrel_ini(const char *product, const char *version) {
+    const char *path = choose_master(product, version);
+    FILE *master = os_fopen(path, "r");
+    if (master == nullptr) {
+        fprintf(stderr, "Error: Cannot find the file '%s'. \n", path);
+        return FAILED;
+    }
+    uint32_t result = find_board(master, product) ? write_configuration(master) : not_in_master();
+    os_fclose(master);
+    return result;
+}
+
+// ---- The R2M family
+
+struct name_pair {
+    const char *core; // as the chip measures the cores' own diodes
+    const char *peci; // as the processors report by themselves
+};
+
+static const name_pair r2m_names[] = {
+    {"CPU1 Core A Temperature", "PECI Agent1 Temperature"},
+    {"CPU1 Core B Temperature", "PECI Agent2 Temperature"},
+    {"CPU2 Core A Temperature", "PECI Agent3 Temperature"},
+    {"CPU2 Core B Temperature", "PECI Agent4 Temperature"},
+};
+
+static void rename_item(item_record *item, bool to_peci) {
+    for (const name_pair &names : r2m_names) {
+        const char *from = to_peci ? names.core : names.peci;
+        const char *to = to_peci ? names.peci : names.core;
+        if (equal_ignoring_case(item->Name, from)) {
+            copy_text(item->Name, sizeof item->Name, to);
+            return;
+        }
+    }
+}
+
+// Only the first item is asked for the chip's address; kept on purpose. A register that cannot be read
+// changes nothing.
+void revise_kestrel_ini_for_R2M(const system_settings *system, item_record *items, int32_t item_count) {
+    constexpr uint32_t MODE = 0x5E;
+    if (item_count < 1)
+        return;
+    uint32_t slave = items[0].ChipCode == CHIP_W83793G ? items[0].Slave : 0;
+    uint32_t mode = 0;
+    if (smbus_byte_data_read(CHIP_0, system->BusType & BUS_SMBUS, SMB_BASE_IO_ADDR, slave, MODE, &mode) != 0)
+        return;
+    for (int32_t i = 0; i < item_count; i++)
+        rename_item(&items[i], (mode & 3) == 3);
+}

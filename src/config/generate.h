@@ -1,5 +1,6 @@
 #pragma once
-// Making /etc/Kestrel.ini for the board at a first start.
+// Making /etc/Kestrel.ini for the board at a first start, from a master file that holds a section for each
+// board.
 
 #include <cstdint>
 
@@ -8,8 +9,9 @@
 // 0 when the file can be opened for reading, else 0xFFFFFFFF.
 uint32_t existFile(const char *path);
 
-// Generates the configuration of the board from the master file: 0 on success.
+// Generates the configuration of the board: 0 on success, else non-zero after a message on standard error; no
+// half file is left then.
 uint32_t produce_kestrel_ini(const char *product, const char *version);
 
-// Adjusts the CPU temperature names of the R2M family, in memory only.
+// Adjusts the CPU temperature names of the R2M family to how its chip is set up, in memory only.
 void revise_kestrel_ini_for_R2M(const system_settings *system, item_record *items, int32_t item_count);

@@ -21,9 +21,9 @@
 constexpr int FATAL_STATUS = -1; // 255 to whoever waits for the program
 
 struct board_names { // zero-filled before each identification, which copies no terminator
-    char manufacturer[30 + 1];
-    char product[30 + 1];
-    char version[30 + 1];
+    char manufacturer[BOARD_NAME_SIZE];
+    char product[BOARD_NAME_SIZE];
+    char version[BOARD_NAME_SIZE];
 };
 
 [[noreturn]] static void die(const char *message) {
