@@ -1,7 +1,7 @@
 #pragma once
 // The small functions that the rows of the chip table point to: readers of raw values and limits
-// (raw_read.cpp), voltage formulas (voltage_formulas.cpp), thermal words (thermal_text.cpp), wanted banks
-// (bank_select.cpp).
+// (raw_read.cpp), voltage formulas (voltage_formulas.cpp), thermal words (thermal_text.cpp), latches
+// (intrusion.cpp), wanted banks (bank_select.cpp).
 
 #include <cstdint>
 
@@ -52,6 +52,15 @@ int limit_smbus_nct7904d(const system_settings *system, const item_record *item,
                          const parameter_record *record, uint32_t *raw);
 int limit_smbus_me_nct7904d(const system_settings *system, const item_record *item,
                             const parameter_record *record, uint32_t *raw);
+
+// Clears of latched switches (intrusion.cpp).
+int clear_in_register(const system_settings *system, item_record *item, const parameter_record *record);
+int clear_w83627hf(const system_settings *system, item_record *item, const parameter_record *record);
+int clear_ns87427(const system_settings *system, item_record *item, const parameter_record *record);
+int clear_in_configuration(const system_settings *system, item_record *item, const parameter_record *record);
+int clear_by_pulse(const system_settings *system, item_record *item, const parameter_record *record);
+int clear_over_smbus(const system_settings *system, item_record *item, const parameter_record *record);
+int clear_nct7904d(const system_settings *system, item_record *item, const parameter_record *record);
 
 int64_t speed_chip_6(uint32_t raw); // rpm
 

@@ -53,6 +53,10 @@ using item_reader = int (*)(const system_settings *system, const item_record *it
 using limit_reader = int (*)(const system_settings *system, const item_record *item,
                              const parameter_record *record, uint32_t *raw);
 
+// Clears a latched switch by the register that `record` describes: 0, or the result of the access that
+// failed.
+using latch_clear = int (*)(const system_settings *system, item_record *item, const parameter_record *record);
+
 struct chip {
     chip_code code;
     fan_scale fan = {};
@@ -69,6 +73,8 @@ struct chip {
     limit_reader limit_fan = nullptr;
     limit_reader limit_temp = nullptr;
     limit_reader limit_smbus = nullptr;
+
+    latch_clear clear = nullptr; // null: not supported
 
     // Words in the place of a temperature; null: the chip has none.
     bool (*supports_text)(const system_settings *system, const item_record *item) = nullptr;
