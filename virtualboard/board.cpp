@@ -1,85 +1,12 @@
 #include "board.h"
 
 #include <cerrno>
-#include <initializer_list>
 #include <sstream>
 #include <stdexcept>
-#include <toml++/toml.h>
 
-// Mistakes in a board's file end its loading: each is thrown with its place and caught in load_board.
-[[noreturn]] static void reject(const toml::node &node, const std::string &cause) {
-    const toml::source_region &source = node.source();
-    std::ostringstream text;
-    if (source.path)
-        text << *source.path << ':';
-    text << source.begin.line << ": " << cause;
-    throw std::runtime_error(text.str());
-}
-
-static void allow_keys(const toml::table &table, std::initializer_list<std::string_view> allowed) {
-    for (const auto &[key, node] : table) {
-        bool known = false;
-        for (std::string_view name : allowed)
-            known = known || key.str() == name;
-        if (!known)
-            reject(node, "unknown key \"" + std::string(key.str()) + "\"");
-    }
-}
-
-static int64_t integer_of(const toml::node &node, int64_t most) {
-    auto value = node.value_exact<int64_t>();
-    if (!value || *value < 0 || *value > most)
-        reject(node, "a whole number from 0 to " + std::to_string(most) + " belongs here");
-    return *value;
-}
-
-static uint8_t byte_of(const toml::node &node) { return static_cast<uint8_t>(integer_of(node, 0xFF)); }
-
-static uint16_t port_of(const toml::node &node) { return static_cast<uint16_t>(integer_of(node, 0xFFFF)); }
-
-static double number_of(const toml::node &node) {
-    auto value = node.value<double>();
-    if (!value)
-        reject(node, "a number belongs here");
-    return *value;
-}
-
-static std::string text_of(const toml::node &node) {
-    auto value = node.value_exact<std::string>();
-    if (!value)
-        reject(node, "a text belongs here");
-    return *value;
-}
-
-static bool truth_of(const toml::node &node) {
-    auto value = node.value_exact<bool>();
-    if (!value)
-        reject(node, "true or false belongs here");
-    return *value;
-}
-
-static const toml::table &table_of(const toml::node &node) {
-    if (!node.is_table())
-        reject(node, "a table belongs here");
-    return *node.as_table();
-}
-
-static const toml::array &array_of(const toml::node &node) {
-    if (!node.is_array())
-        reject(node, "a list belongs here");
-    return *node.as_array();
-}
+#include "toml_values.h"
 
 // ---- Registers
-
-static std::vector<uint8_t> bytes_of(const toml::node &node) {
-    std::vector<uint8_t> bytes;
-    for (const toml::node &element : array_of(node))
-        bytes.push_back(byte_of(element));
-    if (bytes.empty())
-        reject(node, "the list is empty");
-    return bytes;
-}
 
 static std::vector<cell_step> steps_of(const toml::node &node) {
     std::vector<cell_step> steps;
@@ -151,15 +78,6 @@ static cell cell_of(const toml::node &node) {
     return c;
 }
 
-static bool number_in_key(std::string_view key, unsigned long most, unsigned long *number) {
-    std::string text(key);
-    if (text.size() < 3 || text.compare(0, 2, "0x") != 0)
-        return false;
-    char *end = nullptr;
-    *number = strtoul(text.c_str(), &end, 16);
-    return *end == '\0' && *number <= most;
-}
-
 static register_map registers_of(const toml::node &node) {
     register_map registers;
     for (const auto &[key, value] : table_of(node)) {
@@ -171,37 +89,45 @@ static register_map registers_of(const toml::node &node) {
     return registers;
 }
 
-// ---- Devices
+// ---- Chips with banks
 
-// The decimal number behind `prefix` in a key such as "bank4", or -1.
-static int numbered(std::string_view key, std::string_view prefix) {
-    if (key.size() <= prefix.size() || key.substr(0, prefix.size()) != prefix)
-        return -1;
-    std::string digits(key.substr(prefix.size()));
-    return digits.find_first_not_of("0123456789") == std::string::npos ? std::stoi(digits) : -1;
+// Takes a key of a chip with banks; false for a key that is none of its.
+static bool read_chip_key(const toml::key &key, const toml::node &value, banked_chip *chip) {
+    int bank = numbered(key.str(), "bank");
+    if (key.str() == "bank_register")
+        chip->bank_reg = byte_of(value);
+    else if (key.str() == "bank_mask")
+        chip->bank_mask = byte_of(value);
+    else if (key.str() == "common")
+        chip->common = registers_of(value);
+    else if (bank >= 0)
+        chip->banks[bank] = registers_of(value);
+    else
+        return false;
+    return true;
+}
+
+// A chip whose file names banks has a register that selects them.
+static void default_bank_mask(banked_chip *chip) {
+    if (chip->bank_mask == 0 && !chip->banks.empty())
+        chip->bank_mask = 0x07;
 }
 
 static monitor_chip monitor_of(const toml::node &node) {
-    monitor_chip chip;
+    monitor_chip monitor;
+    monitor.chip.bank_mask = 0x07;
     for (const auto &[key, value] : table_of(node)) {
-        int bank = numbered(key.str(), "bank");
         if (key.str() == "index")
-            chip.index_port = port_of(value);
+            monitor.index_port = port_of(value);
         else if (key.str() == "data")
-            chip.data_port = port_of(value);
-        else if (key.str() == "bank_register")
-            chip.bank_reg = byte_of(value);
-        else if (key.str() == "bank_mask")
-            chip.bank_mask = byte_of(value);
-        else if (key.str() == "common")
-            chip.common = registers_of(value);
-        else if (bank >= 0)
-            chip.banks[bank] = registers_of(value);
-        else
-            reject(value, "unknown key \"" + std::string(key.str()) + "\" of a monitor");
+            monitor.data_port = port_of(value);
+        else if (!read_chip_key(key, value, &monitor.chip))
+            reject_key(key, value, " of a monitor");
     }
-    return chip;
+    return monitor;
 }
+
+// ---- Ports
 
 static superio_chip superio_of(const toml::node &node) {
     superio_chip chip;
@@ -213,26 +139,205 @@ static superio_chip superio_of(const toml::node &node) {
             chip.index_port = port_of(value);
         else if (key.str() == "data")
             chip.data_port = port_of(value);
+        else if (key.str() == "always_open")
+            chip.always_open = truth_of(value);
         else if (key.str() == "global")
             chip.global = registers_of(value);
         else if (device >= 0)
             chip.logical_devices[device] = registers_of(value);
         else
-            reject(value, "unknown key \"" + std::string(key.str()) + "\" of a Super I/O chip");
+            reject_key(key, value, " of a Super I/O chip");
     }
     return chip;
 }
 
 static port_block block_of(const toml::node &node) {
-    const toml::table &table = table_of(node);
-    allow_keys(table, {"base", "registers"});
     port_block block;
-    if (const toml::node *base = table.get("base"))
-        block.base = port_of(*base);
-    if (const toml::node *registers = table.get("registers"))
-        block.registers = registers_of(*registers);
+    for (const auto &[key, value] : table_of(node)) {
+        if (key.str() == "base")
+            block.base = port_of(value);
+        else if (key.str() == "registers")
+            block.chip.common = registers_of(value);
+        else if (!read_chip_key(key, value, &block.chip))
+            reject_key(key, value, " of a block of ports");
+    }
+    default_bank_mask(&block.chip);
     return block;
 }
+
+static pci_function pci_function_of(const toml::node &node) {
+    pci_function function;
+    for (const auto &[key, value] : table_of(node)) {
+        unsigned long reg;
+        if (key.str() == "bus")
+            function.bus = byte_of(value);
+        else if (key.str() == "device")
+            function.device = static_cast<uint32_t>(integer_of(value, 31));
+        else if (key.str() == "function")
+            function.function = static_cast<uint32_t>(integer_of(value, 7));
+        else if (number_in_key(key.str(), 0xFC, &reg) && reg % 4 == 0)
+            function.registers[static_cast<uint8_t>(reg)] = dword_of(value);
+        else
+            reject_key(key, value, " of a PCI function");
+    }
+    return function;
+}
+
+// ---- SMBus
+
+static smbus_slave slave_of(const toml::node &node) {
+    smbus_slave slave;
+    for (const auto &[key, value] : table_of(node)) {
+        if (key.str() == "address")
+            slave.address = static_cast<uint8_t>(integer_of(value, 0x7F));
+        else if (key.str() == "held")
+            slave.held = truth_of(value);
+        else if (key.str() == "silent")
+            slave.silent = truth_of(value);
+        else if (!read_chip_key(key, value, &slave.chip))
+            reject_key(key, value, " of a slave");
+    }
+    default_bank_mask(&slave.chip);
+    return slave;
+}
+
+static smbus_adapter adapter_of(const toml::node &node) {
+    const toml::table &table = table_of(node);
+    allow_keys(table, {"number", "base", "slave"});
+    smbus_adapter adapter;
+    if (const toml::node *number = table.get("number"))
+        adapter.number = byte_of(*number);
+    if (const toml::node *base = table.get("base"))
+        adapter.base = port_of(*base);
+    if (const toml::node *slaves = table.get("slave"))
+        for (const toml::node &element : array_of(*slaves))
+            adapter.slaves.push_back(slave_of(element));
+    return adapter;
+}
+
+// ---- BMC
+
+static bmc_reply reply_of(const toml::node &node) {
+    const toml::table &table = table_of(node);
+    allow_keys(table, {"request", "reply"});
+    const toml::node *request = table.get("request");
+    const toml::node *reply = table.get("reply");
+    if (request == nullptr || reply == nullptr)
+        reject(node, "a reply is { request = [netfn, command, ...], reply = [completion code, ...] }");
+    return {bytes_of(*request), bytes_of(*reply)};
+}
+
+static byte_string guid_of(const toml::node &node) {
+    if (node.is_array())
+        return bytes_of(node);
+    std::string text = text_of(node);
+    return byte_string(text.begin(), text.end());
+}
+
+static bmc_slave bmc_slave_of(const toml::node &node) {
+    bmc_slave slave;
+    for (const auto &[key, value] : table_of(node)) {
+        if (key.str() == "address")
+            slave.address = static_cast<uint8_t>(integer_of(value, 0x7F));
+        else if (!read_chip_key(key, value, &slave.chip))
+            reject_key(key, value, " of a slave behind the BMC");
+    }
+    default_bank_mask(&slave.chip);
+    return slave;
+}
+
+static banked_chip isa_of(const toml::node &node) {
+    banked_chip chip;
+    for (const auto &[key, value] : table_of(node))
+        if (!read_chip_key(key, value, &chip))
+            reject_key(key, value, " of the BMC's monitor");
+    return chip;
+}
+
+static bmc_transport transport_of(const toml::node &node) {
+    std::string name = text_of(node);
+    if (name == "openipmi")
+        return BMC_OPENIPMI;
+    if (name == "qxbmc")
+        return BMC_QXBMC;
+    reject(node, "openipmi or qxbmc belongs here");
+}
+
+// Adds to what an included file said of the BMC.
+static void read_bmc(const toml::node &node, bmc_device *bmc) {
+    for (const auto &[key, value] : table_of(node)) {
+        if (key.str() == "transport")
+            bmc->transport = transport_of(value);
+        else if (key.str() == "device")
+            bmc->path = text_of(value);
+        else if (key.str() == "guid")
+            bmc->guid = guid_of(value);
+        else if (key.str() == "sensors")
+            bmc->sensors = bytes_of(value);
+        else if (key.str() == "isa")
+            bmc->isa = isa_of(value);
+        else if (key.str() == "send_fails")
+            bmc->send_fails = truth_of(value);
+        else if (key.str() == "receive_fails")
+            bmc->receive_fails = truth_of(value);
+        else if (key.str() == "silent")
+            bmc->silent = truth_of(value);
+        else if (key.str() == "reply")
+            for (const toml::node &element : array_of(value))
+                bmc->replies.push_back(reply_of(element));
+        else if (key.str() == "slave")
+            for (const toml::node &element : array_of(value))
+                bmc->slaves.push_back(bmc_slave_of(element));
+        else
+            reject_key(key, value, " of a BMC");
+    }
+}
+
+// ---- Memory and files
+
+static void read_dmi(const toml::node &node, physical_memory *memory) {
+    const toml::table &table = table_of(node);
+    allow_keys(table, {"manufacturer", "product", "version"});
+    dmi_strings strings;
+    if (const toml::node *manufacturer = table.get("manufacturer"))
+        strings.manufacturer = text_of(*manufacturer);
+    if (const toml::node *product = table.get("product"))
+        strings.product = text_of(*product);
+    if (const toml::node *version = table.get("version"))
+        strings.version = text_of(*version);
+    put_dmi_table(memory, strings);
+}
+
+// A range of physical memory: bytes, or a text with \u0000 for NUL.
+static void read_memory_range(const toml::node &node, physical_memory *memory) {
+    const toml::table &table = table_of(node);
+    allow_keys(table, {"address", "bytes", "text", "map_refused"});
+    memory->present = true;
+    if (const toml::node *refused = table.get("map_refused"))
+        memory->map_refused = truth_of(*refused);
+    const toml::node *address = table.get("address");
+    if (address == nullptr)
+        return;
+    if (const toml::node *bytes = table.get("bytes"))
+        put_memory(memory, dword_of(*address), bytes_of(*bytes));
+    if (const toml::node *text = table.get("text")) {
+        std::string contents = text_of(*text);
+        put_memory(memory, dword_of(*address), std::vector<uint8_t>(contents.begin(), contents.end()));
+    }
+}
+
+static void read_files(const toml::node &node, virtual_board *board) {
+    for (const auto &[key, value] : table_of(node))
+        board->files[std::string(key.str())] = text_of(value);
+}
+
+static void read_copies(const toml::node &node, const std::filesystem::path &directory,
+                        virtual_board *board) {
+    for (const auto &[key, value] : table_of(node))
+        board->copies[std::string(key.str())] = directory / text_of(value);
+}
+
+// ---- The rest of the machine
 
 static int error_of(const toml::node &node) {
     std::string name = text_of(node);
@@ -279,36 +384,81 @@ static void read_commands(const toml::node &node, virtual_board *board) {
 
 constexpr int DEEPEST_INCLUDE = 8; // a file that includes itself ends here
 
+static void read_file(const std::filesystem::path &path, int depth, virtual_board *board);
+
+static void read_included(const toml::node &node, const std::filesystem::path &path, int depth,
+                          virtual_board *board) {
+    if (depth == DEEPEST_INCLUDE)
+        reject(node, "files include one another without end");
+    for (const toml::node &element : array_of(node))
+        read_file(path.parent_path() / text_of(element), depth + 1, board);
+}
+
+// Takes a key of the machine around the devices; false for a key that is none of them.
+static bool read_machine_key(const toml::key &key, const toml::node &value, const std::filesystem::path &path,
+                             virtual_board *board) {
+    if (key.str() == "shows")
+        board->shows = text_of(value);
+    else if (key.str() == "uid")
+        board->uid = dword_of(value);
+    else if (key.str() == "refused")
+        read_refused(value, board);
+    else if (key.str() == "absent")
+        read_absent(value, board);
+    else if (key.str() == "commands")
+        read_commands(value, board);
+    else if (key.str() == "files")
+        read_files(value, board);
+    else if (key.str() == "configuration")
+        board->configuration = text_of(value);
+    else if (key.str() == "copies")
+        read_copies(value, path.parent_path(), board);
+    else
+        return false;
+    return true;
+}
+
+template <typename device>
+static void read_each(const toml::node &node, device (*device_of)(const toml::node &),
+                      std::vector<device> *devices) {
+    for (const toml::node &element : array_of(node))
+        devices->push_back(device_of(element));
+}
+
+static bool read_device_key(const toml::key &key, const toml::node &value, virtual_board *board) {
+    if (key.str() == "superio") {
+        board->superio = superio_of(value);
+    } else if (key.str() == "monitor") {
+        read_each(value, monitor_of, &board->monitors);
+    } else if (key.str() == "ports") {
+        read_each(value, block_of, &board->blocks);
+    } else if (key.str() == "smbus") {
+        read_each(value, adapter_of, &board->adapters);
+    } else if (key.str() == "pci") {
+        board->pci.present = true;
+        read_each(value, pci_function_of, &board->pci.functions);
+    } else if (key.str() == "bmc") {
+        read_bmc(value, &board->bmc);
+    } else if (key.str() == "dmi") {
+        read_dmi(value, &board->memory);
+    } else if (key.str() == "memory") {
+        for (const toml::node &element : array_of(value))
+            read_memory_range(element, &board->memory);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+// Included files come first, so that a board's own values stand.
 static void read_file(const std::filesystem::path &path, int depth, virtual_board *board) {
     toml::table file = toml::parse_file(path.string());
-    for (const auto &[key, value] : file) {
-        if (key.str() == "shows") {
-            board->shows = text_of(value);
-        } else if (key.str() == "include") {
-            if (depth == DEEPEST_INCLUDE)
-                reject(value, "files include one another without end");
-            for (const toml::node &element : array_of(value))
-                read_file(path.parent_path() / text_of(element), depth + 1, board);
-        } else if (key.str() == "uid") {
-            board->uid = static_cast<uint32_t>(integer_of(value, 0xFFFFFFFF));
-        } else if (key.str() == "refused") {
-            read_refused(value, board);
-        } else if (key.str() == "absent") {
-            read_absent(value, board);
-        } else if (key.str() == "commands") {
-            read_commands(value, board);
-        } else if (key.str() == "superio") {
-            board->superio = superio_of(value);
-        } else if (key.str() == "monitor") {
-            for (const toml::node &element : array_of(value))
-                board->monitors.push_back(monitor_of(element));
-        } else if (key.str() == "ports") {
-            for (const toml::node &element : array_of(value))
-                board->blocks.push_back(block_of(element));
-        } else {
-            reject(value, "unknown key \"" + std::string(key.str()) + "\"");
-        }
-    }
+    if (const toml::node *included = file.get("include"))
+        read_included(*included, path, depth, board);
+    for (const auto &[key, value] : file)
+        if (key.str() != "include" && !read_machine_key(key, value, path, board) &&
+            !read_device_key(key, value, board))
+            reject_key(key, value, "");
 }
 
 bool load_board(const std::filesystem::path &directory, virtual_board *board, std::string *error) {
@@ -326,5 +476,7 @@ bool load_board(const std::filesystem::path &directory, virtual_board *board, st
         *error = mistake.what();
         return false;
     }
+    if (board->bmc.path.empty())
+        board->bmc.path = board->bmc.transport == BMC_QXBMC ? "/dev/qxbmc" : "/dev/ipmi0";
     return true;
 }

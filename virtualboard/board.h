@@ -9,8 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "bmc.h"
+#include "memory.h"
 #include "monitor.h"
+#include "pci_functions.h"
 #include "port_block.h"
+#include "smbus_adapter.h"
 #include "superio_chip.h"
 
 struct shell_answer {
@@ -26,10 +30,17 @@ struct virtual_board {
     std::map<uint16_t, int> ioperm_errors; // ports whose ioperm is refused
     std::set<uint16_t> absent_ports;       // nobody answers there, and that is known: they read 0xFF
     std::set<std::string> absent_files;    // under /dev, likewise
+    std::string configuration; // the product whose section of the master file is /etc/Kestrel.ini; "": none
+    std::map<std::string, std::string> files;            // by path, beside those of root/
+    std::map<std::string, std::filesystem::path> copies; // files of root/ that lie elsewhere
     std::map<std::string, shell_answer> commands;
     superio_chip superio;
     std::vector<monitor_chip> monitors;
     std::vector<port_block> blocks;
+    std::vector<smbus_adapter> adapters;
+    pci_space pci;
+    bmc_device bmc;
+    physical_memory memory;
 };
 
 // Reads board.toml below `directory`. False, with what is wrong in `*error` (file, line and cause), when it

@@ -20,6 +20,7 @@ struct virtual_options {
 };
 
 constexpr int STRICT_STATUS = 99;
+constexpr int SILENT_BMC_STATUS = 98; // the program would wait for a reply for ever
 constexpr int USAGE_STATUS = 2;
 
 // Takes the virtual board's options and its name out of the arguments and leaves those of kestrel, behind the

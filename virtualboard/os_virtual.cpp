@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "board.h"
+#include "device_files.h"
 #include "hw/port_grants.h"
 #include "options.h"
 #include "private_root.h"
@@ -38,7 +39,7 @@ static void end_of_run() {
 void os_start(int *argc, char ***argv) {
     options = take_virtual_options(argc, argv);
     std::string error;
-    if (!load_board(options.board, &board, &error) || !make_private_root(options.board, options.keep, &error))
+    if (!load_board(options.board, &board, &error) || !make_private_root(board, options.keep, &error))
         refuse_board(error);
     if (!options.trace_path.empty() && !open_trace(options.trace_path))
         refuse_board(options.trace_path + ": " + strerror(errno));
@@ -107,6 +108,9 @@ static port_answer tell_devices(uint16_t port, uint8_t value) {
     for (port_block &block : board.blocks)
         if (answer == NOT_MINE)
             answer = block_outb(&block, port, value);
+    for (smbus_adapter &adapter : board.adapters)
+        if (answer == NOT_MINE)
+            answer = smbus_outb(&adapter, port, value);
     return answer;
 }
 
@@ -155,20 +159,40 @@ int os_outb(uint16_t port, uint8_t value) {
 }
 
 int os_inl(uint16_t port, uint32_t *value) {
-    if (!ports_granted(port, 4))
+    if (!ports_granted(port, 4)) {
+        trace("inl %04x refused", port);
         return fail_with(EPERM);
-    *value = 0xFFFFFFFF;
+    }
+    port_answer answer = pci_inl(&board.pci, port, value);
+    for (port_block &block : board.blocks)
+        if (answer == NOT_MINE)
+            answer = block_inl(&block, port, board_seconds(), value);
+    if (answer == FAILED) {
+        trace("inl %04x failed", port);
+        return fail_with(EIO);
+    }
+    if (answer == NOT_MINE) {
+        *value = 0xFFFFFFFF;
+        if (board.absent_ports.count(port) == 0)
+            report_unanswered("inl %04x", port);
+    }
     trace("inl %04x %08x", port, *value);
-    if (board.absent_ports.count(port) == 0)
-        report_unanswered("inl %04x", port);
     return 0;
 }
 
 int os_outl(uint16_t port, uint32_t value) {
-    if (!ports_granted(port, 4))
+    if (!ports_granted(port, 4)) {
+        trace("outl %04x %08x refused", port, value);
         return fail_with(EPERM);
-    trace("outl %04x %08x", port, value);
-    if (board.absent_ports.count(port) == 0)
+    }
+    port_answer answer = pci_outl(&board.pci, port, value);
+    for (port_block &block : board.blocks)
+        if (answer == NOT_MINE)
+            answer = block_outl(&block, port, value);
+    trace("outl %04x %08x%s", port, value, answer == FAILED ? " failed" : "");
+    if (answer == FAILED)
+        return fail_with(EIO);
+    if (answer == NOT_MINE && board.absent_ports.count(port) == 0)
         report_unanswered("outl %04x %08x", port, value);
     return 0;
 }
@@ -178,8 +202,8 @@ int os_outl(uint16_t port, uint32_t value) {
 // A device file that the board has neither nor declares absent.
 static void check_device(const char *path) {
     struct stat status;
-    if (strncmp(path, "/dev/", 5) == 0 && stat(real_path(path).c_str(), &status) != 0 &&
-        board.absent_files.count(path) == 0)
+    if (strncmp(path, "/dev/", 5) == 0 && !has_device(&board, path) &&
+        stat(real_path(path).c_str(), &status) != 0 && board.absent_files.count(path) == 0)
         report_unanswered("open %s", path);
 }
 
@@ -187,28 +211,52 @@ static const char *outcome(bool failed) { return failed ? " failed" : ""; }
 
 int os_open(const char *path, int flags) {
     check_device(path);
-    int fd = open(real_path(path).c_str(), flags | O_CLOEXEC);
+    int fd = has_device(&board, path) ? open_device(&board, path)
+                                      : open(real_path(path).c_str(), flags | O_CLOEXEC);
     trace("open %s%s", path, outcome(fd < 0));
     return fd;
 }
 
-int os_close(int fd) { return close(fd); }
-
-ssize_t os_read(int fd, void *buffer, size_t size) { return read(fd, buffer, size); }
-
-int os_seek(int fd, int64_t offset) { return lseek(fd, offset, SEEK_SET) == offset ? 0 : -1; }
-
-// No device of these kinds can be put on a board yet.
-void *os_map(int, int64_t, size_t) {
-    fail_with(ENODEV);
-    return nullptr;
+int os_close(int fd) {
+    if (!is_device(fd))
+        return close(fd);
+    close_device(fd);
+    return 0;
 }
 
-int os_unmap(void *, size_t) { return fail_with(EINVAL); }
+ssize_t os_read(int fd, void *buffer, size_t size) {
+    return is_device(fd) ? device_read(&board, fd, buffer, size) : read(fd, buffer, size);
+}
 
-int os_ioctl(int, unsigned long, void *) { return fail_with(ENOTTY); }
+int os_seek(int fd, int64_t offset) {
+    trace("seek %lx", static_cast<unsigned long>(offset));
+    if (is_device(fd))
+        return device_seek(fd, offset);
+    return lseek(fd, offset, SEEK_SET) == offset ? 0 : -1;
+}
 
-int os_wait_readable(int, bool *) { return fail_with(EBADF); }
+void *os_map(int fd, int64_t offset, size_t size) {
+    void *address = nullptr;
+    if (is_device(fd))
+        address = device_map(&board, fd, offset, size);
+    else
+        fail_with(ENODEV);
+    trace("map %lx %zx%s", static_cast<unsigned long>(offset), size, outcome(address == nullptr));
+    return address;
+}
+
+int os_unmap(void *address, size_t) {
+    free(address);
+    return 0;
+}
+
+int os_ioctl(int fd, unsigned long request, void *argument) {
+    return is_device(fd) ? device_ioctl(&board, fd, request, argument, board_seconds()) : fail_with(ENOTTY);
+}
+
+int os_wait_readable(int fd, bool *readable) {
+    return is_device(fd) ? device_wait(&board, fd, readable) : fail_with(EBADF);
+}
 
 FILE *os_fopen(const char *path, const char *mode) {
     check_device(path);
@@ -221,7 +269,7 @@ int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
 
 bool os_exists(const char *path) {
     struct stat status;
-    return stat(real_path(path).c_str(), &status) == 0;
+    return has_device(&board, path) || stat(real_path(path).c_str(), &status) == 0;
 }
 
 int os_rename(const char *from, const char *to) {

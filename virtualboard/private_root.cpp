@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <unistd.h>
 
 static std::filesystem::path root;
@@ -29,17 +30,56 @@ static bool make_directory(const std::filesystem::path &keep, std::string *error
     return true;
 }
 
-bool make_private_root(const std::filesystem::path &board, const std::filesystem::path &keep,
-                       std::string *error) {
+// The files that board.toml gives itself, or says where to find.
+static bool write_named_files(const virtual_board &board) {
+    std::error_code failed;
+    for (const auto &[path, text] : board.files) {
+        std::filesystem::create_directories(std::filesystem::path(real_path(path.c_str())).parent_path(),
+                                            failed);
+        std::ofstream(real_path(path.c_str()), std::ios::binary) << text;
+    }
+    for (const auto &[path, source] : board.copies) {
+        std::filesystem::create_directories(std::filesystem::path(real_path(path.c_str())).parent_path(),
+                                            failed);
+        std::filesystem::copy_file(source, real_path(path.c_str()), failed);
+        if (failed)
+            return false;
+    }
+    return true;
+}
+
+// The section of `product` of the master file, as a first start would copy it. False when there is none.
+static bool write_configuration(const std::string &product) {
+    std::ifstream master(std::filesystem::path(KESTREL_DATA_DIR) / "AllKestrel.ini");
+    std::ofstream out(real_path("/etc/Kestrel.ini"));
+    bool inside = false;
+    bool any = false;
+    for (std::string line; std::getline(master, line);) {
+        if (line.compare(0, 2, "[_") == 0)
+            inside = line == "[_" + product + "_]";
+        else if (inside && line.compare(0, 2, ";;") != 0) {
+            out << line << '\n';
+            any = true;
+        }
+    }
+    return any;
+}
+
+bool make_private_root(const virtual_board &board, const std::filesystem::path &keep, std::string *error) {
     if (!make_directory(keep, error))
         return false;
     std::error_code failed;
     for (const char *directory : {"etc", "dev", "proc", "sys", "tmp"})
         std::filesystem::create_directories(root / directory, failed);
-    if (std::filesystem::exists(board / "root", failed))
-        std::filesystem::copy(board / "root", root, std::filesystem::copy_options::recursive, failed);
-    if (failed) {
-        *error = (board / "root").string() + ": " + failed.message();
+    if (std::filesystem::exists(board.directory / "root", failed))
+        std::filesystem::copy(board.directory / "root", root, std::filesystem::copy_options::recursive,
+                              failed);
+    if (failed || !write_named_files(board)) {
+        *error = board.directory.string() + ": its files cannot be copied";
+        return false;
+    }
+    if (!board.configuration.empty() && !write_configuration(board.configuration)) {
+        *error = "the master file has no section of " + board.configuration;
         return false;
     }
     return true;

@@ -5,10 +5,12 @@
 #include <filesystem>
 #include <string>
 
+#include "board.h"
+
 // Copies `board`/root into `keep`, or, when that is empty, into a directory that remove_private_root()
 // removes. False, with the cause in `*error`.
-bool make_private_root(const std::filesystem::path &board, const std::filesystem::path &keep,
-                       std::string *error);
+// The board's files of board.toml come on top.
+bool make_private_root(const virtual_board &board, const std::filesystem::path &keep, std::string *error);
 void remove_private_root();
 
 // Where a file of the program really lies.

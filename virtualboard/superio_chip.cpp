@@ -4,7 +4,7 @@ constexpr uint8_t ENTRY_KEY = 0x87;
 constexpr uint8_t EXIT_KEY = 0xAA;
 constexpr uint8_t LOGICAL_DEVICE = 0x07;
 
-static bool is_open(const superio_chip *chip) { return chip->keys >= 2; }
+static bool is_open(const superio_chip *chip) { return chip->always_open || chip->keys >= 2; }
 
 static cell *find_register(superio_chip *chip, uint8_t reg) {
     register_map *registers = reg < 0x30 ? &chip->global : &chip->logical_devices[chip->logical_device];

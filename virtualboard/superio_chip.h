@@ -14,7 +14,8 @@ struct superio_chip {
     std::map<int, register_map> logical_devices;
     uint8_t index = 0;
     uint8_t logical_device = 0;
-    unsigned keys = 0; // entry keys written so far
+    unsigned keys = 0;        // entry keys written so far
+    bool always_open = false; // its configuration answers without them
 };
 
 port_answer superio_inb(superio_chip *chip, uint16_t port, double now_s, uint8_t *value);
