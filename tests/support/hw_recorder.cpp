@@ -155,6 +155,10 @@ int IpmiByteRead_oem_30_90(uint32_t slave, uint32_t bank, uint32_t reg, uint32_t
     return read_call(value, "bmc_30_90 %x %x %x", slave, bank, reg);
 }
 
+int IpmiByteWrite_oem_30_91(uint32_t slave, uint32_t bank, uint32_t reg, uint32_t value) {
+    return write_call("bmc_30_91 %x %x %x %x", slave, bank, reg, value);
+}
+
 int IpmiByteRead_oem_30_93(uint32_t index, uint32_t *value) {
     return read_call(value, "bmc_30_93 %x", index);
 }

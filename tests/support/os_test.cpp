@@ -1,8 +1,10 @@
 #include "support/os_test.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -17,12 +19,26 @@ namespace test_door {
 
 std::function<uint8_t(uint16_t)> on_inb;
 std::function<void(uint16_t, uint8_t)> on_outb;
+std::function<uint32_t(uint16_t)> on_inl;
+std::function<void(uint16_t, uint32_t)> on_outl;
+std::function<int(const std::string &, int)> on_open;
+std::function<int(int, unsigned long, void *)> on_ioctl;
+std::function<ssize_t(int, void *, size_t)> on_read;
+std::function<int(int, bool *)> on_wait;
+std::function<int(const char *)> on_system;
+std::function<std::string(const char *)> on_popen;
 time_t now;
 uint32_t uid;
 
 static std::string log_text;
 static bool level_granted;
 static std::filesystem::path root;
+
+constexpr int MEMORY_FD = 1000;
+static std::map<uint32_t, uint8_t> memory;
+static bool has_memory;
+static uint64_t refused_maps_from;
+static int64_t memory_position;
 
 struct planned_failure {
     int countdown;
@@ -52,6 +68,20 @@ void reset() {
     std::filesystem::create_directories(root / "etc");
     on_inb = [](uint16_t) { return 0xFF; };
     on_outb = [](uint16_t, uint8_t) {};
+    on_inl = [](uint16_t) { return 0xFFFFFFFF; };
+    on_outl = [](uint16_t, uint32_t) {};
+    on_open = [](const std::string &path, int) {
+        return has_memory && path == "/dev/mem" ? MEMORY_FD : NOT_A_DEVICE;
+    };
+    on_ioctl = [](int, unsigned long, void *) { return -1; };
+    on_read = [](int, void *, size_t) -> ssize_t { return -1; };
+    on_wait = [](int, bool *) { return -1; };
+    on_system = [](const char *) { return 0; };
+    on_popen = [](const char *) { return std::string(); };
+    memory.clear();
+    has_memory = false;
+    refused_maps_from = UINT64_MAX;
+    memory_position = 0;
     now = 0;
     uid = 0;
     log_text.clear();
@@ -87,6 +117,23 @@ void grant_all_ports(bool on) {
     level_granted = on;
     note_port_level(on ? 3 : 0);
     note_port_range(0, 0x10000, false);
+}
+
+void log(const std::string &line) { log_text += line + "\n"; }
+
+void put_memory(uint32_t address, const std::string &bytes) {
+    has_memory = true;
+    for (size_t i = 0; i < bytes.size(); i++)
+        memory[static_cast<uint32_t>(address + i)] = static_cast<uint8_t>(bytes[i]);
+}
+
+void refuse_maps_from(uint32_t address) { refused_maps_from = address; }
+
+static void copy_memory(uint64_t address, uint8_t *bytes, size_t size) {
+    for (size_t i = 0; i < size; i++) {
+        auto found = memory.find(static_cast<uint32_t>(address + i));
+        bytes[i] = found == memory.end() ? 0 : found->second;
+    }
 }
 
 void fail_call(const char *name, int nth, int error) { failures[name] = {nth, error}; }
@@ -179,16 +226,86 @@ int os_outb(uint16_t port, uint8_t value) {
     return 0;
 }
 
-int os_inl(uint16_t, uint32_t *) { return not_in_tests(); }
-int os_outl(uint16_t, uint32_t) { return not_in_tests(); }
-int os_open(const char *, int) { return not_in_tests(); }
-int os_close(int) { return not_in_tests(); }
-ssize_t os_read(int, void *, size_t) { return not_in_tests(); }
-int os_seek(int, int64_t) { return not_in_tests(); }
-void *os_map(int, int64_t, size_t) { return nullptr; }
-int os_unmap(void *, size_t) { return not_in_tests(); }
-int os_ioctl(int, unsigned long, void *) { return not_in_tests(); }
-int os_wait_readable(int, bool *) { return not_in_tests(); }
+int os_inl(uint16_t port, uint32_t *value) {
+    if (fails("inl") || !ports_granted(port, 4)) {
+        log_line("inl %04x failed", port);
+        return -1;
+    }
+    *value = on_inl(port);
+    log_line("inl %04x %08x", port, *value);
+    return 0;
+}
+
+int os_outl(uint16_t port, uint32_t value) {
+    if (fails("outl") || !ports_granted(port, 4)) {
+        log_line("outl %04x %08x failed", port, value);
+        return -1;
+    }
+    log_line("outl %04x %08x", port, value);
+    on_outl(port, value);
+    return 0;
+}
+
+int os_open(const char *path, int flags) {
+    int fd = fails("open") ? -1 : on_open(path, flags);
+    if (fd == NOT_A_DEVICE)
+        fd = open(real_path(path).c_str(), flags | O_CLOEXEC);
+    log_line("open %s %d%s", path, flags, fd < 0 ? " failed" : "");
+    return fd < 0 ? -1 : fd;
+}
+
+int os_close(int fd) {
+    log_line("close %d", fd);
+    return 0;
+}
+
+ssize_t os_read(int fd, void *buffer, size_t size) {
+    if (fails("read"))
+        return -1;
+    if (fd != MEMORY_FD)
+        return on_read(fd, buffer, size);
+    copy_memory(static_cast<uint64_t>(memory_position), static_cast<uint8_t *>(buffer), size);
+    memory_position += static_cast<int64_t>(size);
+    return static_cast<ssize_t>(size);
+}
+
+int os_seek(int, int64_t offset) {
+    bool failed = fails("seek");
+    log_line("seek %lx%s", static_cast<unsigned long>(offset), failed ? " failed" : "");
+    if (failed)
+        return -1;
+    memory_position = offset;
+    return 0;
+}
+
+// The bytes lie at the very end of what was allocated, so that a sanitizer sees the first one read beyond
+// them.
+void *os_map(int fd, int64_t offset, size_t size) {
+    bool refused =
+        fails("map") || fd != MEMORY_FD || static_cast<uint64_t>(offset) >= refused_maps_from || size == 0;
+    log_line("map %lx %zx%s", static_cast<unsigned long>(offset), size, refused ? " failed" : "");
+    if (refused) {
+        if (errno == 0)
+            errno = EPERM;
+        return nullptr;
+    }
+    auto *bytes = static_cast<uint8_t *>(malloc(size));
+    copy_memory(static_cast<uint64_t>(offset), bytes, size);
+    return bytes;
+}
+
+int os_unmap(void *address, size_t size) {
+    bool failed = fails("unmap");
+    log_line("unmap %zx%s", size, failed ? " failed" : "");
+    free(address);
+    return failed ? -1 : 0;
+}
+
+int os_ioctl(int fd, unsigned long request, void *argument) {
+    return fails("ioctl") ? -1 : on_ioctl(fd, request, argument);
+}
+
+int os_wait_readable(int fd, bool *readable) { return fails("wait") ? -1 : on_wait(fd, readable); }
 
 FILE *os_fopen(const char *path, const char *mode) {
     return fails("fopen") ? nullptr : fopen(real_path(path).c_str(), mode);
@@ -208,17 +325,38 @@ int os_rename(const char *from, const char *to) {
     return failed ? -1 : rename(real_path(from).c_str(), real_path(to).c_str());
 }
 
-int os_unlink(const char *path) { return unlink(real_path(path).c_str()); }
+int os_unlink(const char *path) {
+    log_line("unlink %s", path);
+    return unlink(real_path(path).c_str());
+}
+
 int os_chmod(const char *, mode_t) { return not_in_tests(); }
-int os_list_directory(const char *, std::vector<std::string> *) { return not_in_tests(); }
+
+int os_list_directory(const char *path, std::vector<std::string> *names) {
+    std::error_code failed;
+    for (const auto &entry : std::filesystem::directory_iterator(real_path(path), failed))
+        names->push_back(entry.path().filename());
+    std::sort(names->begin(), names->end());
+    return failed ? -1 : 0;
+}
 
 int os_system(const char *command) {
     log_line("system %s", command);
-    return 0;
+    return on_system(command);
 }
 
-FILE *os_popen(const char *) { return nullptr; }
-int os_pclose(FILE *) { return not_in_tests(); }
+FILE *os_popen(const char *command) {
+    bool failed = fails("popen");
+    log_line("popen %s%s", command, failed ? " failed" : "");
+    if (failed)
+        return nullptr;
+    FILE *stream = tmpfile();
+    fputs(on_popen(command).c_str(), stream);
+    rewind(stream);
+    return stream;
+}
+
+int os_pclose(FILE *stream) { return fclose(stream); }
 pid_t os_fork() { return not_in_tests(); }
 void os_exec(const char *) {}
 int os_waitpid(pid_t) { return not_in_tests(); }

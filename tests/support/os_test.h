@@ -2,8 +2,10 @@
 // A third door, for tests of single functions: ports are answered by the test and every access is logged;
 // files live below a private directory; single calls can be made to fail.
 //
-// Log lines: "iopl 3", "ioperm 0295 1 1", "outb 0295 4e", "inb 0296 80", "sleep 1", "usleep 550000",
-// "syslog kes2 1 0 4 TEXT", "rename A B", "system CMD". A refused or failed call has " failed" behind it.
+// Log lines: "iopl 3", "ioperm 0295 1 1", "outb 0295 4e", "inb 0296 80", "outl 0cf8 80000000", "inl 0cfc
+// ffffffff", "open /dev/mem 2" (flags), "close 50", "seek f0000", "map f0000 1000", "unmap 1000", "sleep 1",
+// "usleep 550000", "syslog kes2 1 0 4 TEXT", "rename A B", "unlink A", "system CMD", "popen CMD". A refused
+// or failed call has " failed" behind it. Reads, ioctls and waits are left to the test's own answers to log.
 
 #include <cstdint>
 #include <ctime>
@@ -20,6 +22,27 @@ std::string take_log();
 
 extern std::function<uint8_t(uint16_t port)> on_inb;
 extern std::function<void(uint16_t port, uint8_t value)> on_outb;
+extern std::function<uint32_t(uint16_t port)> on_inl;
+extern std::function<void(uint16_t port, uint32_t value)> on_outl;
+
+// Devices: a path that `on_open` knows gets the descriptor that it returns (say 50), -1 is a failure with the
+// errno that it set; below 0 and -1 both fail. A path for which it returns NOT_A_DEVICE is a file of the
+// private directory.
+constexpr int NOT_A_DEVICE = -2;
+extern std::function<int(const std::string &path, int flags)> on_open;
+extern std::function<int(int fd, unsigned long request, void *argument)> on_ioctl;
+extern std::function<ssize_t(int fd, void *buffer, size_t size)> on_read;
+extern std::function<int(int fd, bool *readable)> on_wait; // as select: a count, -1 with errno
+extern std::function<int(const char *command)> on_system;
+extern std::function<std::string(const char *command)> on_popen; // what the command prints
+
+// Physical memory behind /dev/mem (opened through the default `on_open` once this is set): bytes not given
+// are 0.
+void put_memory(uint32_t address, const std::string &bytes);
+void refuse_maps_from(uint32_t address); // mapping at or above it fails with EPERM
+
+void log(const std::string &line); // for the test's own answers
+
 extern time_t now;
 extern uint32_t uid;
 
