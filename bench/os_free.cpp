@@ -27,6 +27,8 @@ int os_inl(uint16_t, uint32_t *value) {
     return 0;
 }
 int os_outl(uint16_t, uint32_t) { return 0; }
+void os_hold_signals() {}
+void os_release_signals() {}
 int os_open(const char *, int) { return not_here(); }
 int os_close(int) { return 0; }
 ssize_t os_read(int, void *, size_t) { return not_here(); }

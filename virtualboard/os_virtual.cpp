@@ -197,6 +197,11 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
+// Nothing here can be left half done.
+void os_hold_signals() {}
+
+void os_release_signals() {}
+
 // ---- Devices and files
 
 // A device file that the board has neither nor declares absent.

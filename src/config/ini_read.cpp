@@ -199,7 +199,7 @@ uint32_t loadKestrelINI_and_getItemCount(system_settings **system, item_record *
     }
     initSystemSection(new_system);
     if (readSystemSection(stream, new_system) != 0)
-        fprintf(stderr, "Error: getSystemSection().\n"); // this function's old name, kept on purpose
+        fprintf(stderr, "Error: getSystemSection().\n"); // the name is kept on purpose
     if (readItemSection(stream, new_items, count) != 0)
         printf("Error: readItemSection().\n");
     if (readParameterSection(stream, new_parameters, 2 * count) != 0)

@@ -101,6 +101,8 @@ static int run_reports(unsigned period_s) {
     const kestrel_context *k = myspKestrel;
     for (;;) {
         text_build_Items(allItemDisps, k->system, k->items, k->item_count, k->parameters, k->parameter_count);
+        if (ferror(stdout) != 0)
+            die("Error: The report cannot be written.\n");
         if (period_s < 1)
             return 0;
         os_sleep(period_s);
@@ -137,9 +139,8 @@ int main(int argc, char **argv) {
     bool generated = make_sure_of_configuration();
     load_configuration();
     find_smbus(generated);
-    io_open(
-        myspKestrel
-            ->system); // its result is not looked at: its messages speak, refused ports fail their readings
+    // Its result is not looked at: its messages speak, and refused ports fail their readings.
+    io_open(myspKestrel->system);
     revise_board_family();
     if (text == 0)
         die("Error: The graphical mode is not built yet; use -t for the text report.\n");

@@ -102,7 +102,7 @@ int open_imb() {
     uint8_t completion_code = NO_REPLY;
     if (SendTimedImbpRequest(&request, GET_DEVICE_ID_TIMEOUT_MS, reply, &length, &completion_code) != 0 ||
         completion_code != 0) {
-        hDevice = 0; // the descriptor stays open, as it always did
+        hDevice = 0; // the descriptor stays open, on purpose
         return 0;
     }
     imb_version = 0x90;

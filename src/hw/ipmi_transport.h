@@ -42,7 +42,7 @@ int SendTimedImbpRequest(const imbp_request *request, uint32_t timeout_ms, uint8
                          uint32_t *reply_length, uint8_t *completion_code);
 
 // 0, or 1 for a failure. The completion code is `reply` byte 0. `*reply_length` is the capacity going in;
-// coming out it is one more than the bytes that came back, as it always was.
+// coming out it is one more than the bytes that came back, on purpose.
 int SendAsyncImbpRequest(const imbp_request *request, int32_t sequence, uint8_t *reply,
                          uint32_t *reply_length);
 

@@ -11,8 +11,10 @@ struct isa_ports {
     uint16_t data;
 };
 
-static isa_ports ports_of(uint32_t index_port, uint32_t data_port) {
-    return {static_cast<uint16_t>(index_port), static_cast<uint16_t>(data_port)};
+// False for numbers that are no ports: cut to 16 bits they would be somebody else's.
+static bool ports_of(uint32_t index_port, uint32_t data_port, isa_ports *ports) {
+    *ports = {static_cast<uint16_t>(index_port), static_cast<uint16_t>(data_port)};
+    return index_port <= 0xFFFF && data_port <= 0xFFFF;
 }
 
 static int read_register(isa_ports ports, uint8_t reg, uint8_t *value) {
@@ -28,29 +30,61 @@ static int write_register(isa_ports ports, uint8_t reg, uint8_t value) {
 }
 
 // Selects `bank` and hands back the whole bank-select register as it was. A bank above 15 is OR-ed in
-// unmasked, as it always was; callers pass 0 to 15.
+// unmasked, on purpose; callers pass 0 to 15.
 static int select_bank(isa_ports ports, uint32_t bank, uint8_t *saved) {
     if (read_register(ports, BANK_SELECT, saved) != 0)
         return -1;
     return os_outb(ports.data, static_cast<uint8_t>((*saved & BANK_KEPT_BITS) | bank));
 }
 
-static int restore_bank(isa_ports ports, uint8_t saved) { return write_register(ports, BANK_SELECT, saved); }
+static int read_byte(isa_ports ports, uint8_t reg, uint32_t *value) {
+    uint8_t byte;
+    if (read_register(ports, reg, &byte) != 0)
+        return -1;
+    *value = byte;
+    return 0;
+}
+
+static int read_fan(isa_ports ports, uint8_t reg, uint32_t *value) {
+    uint8_t high;
+    uint8_t low;
+    if (read_register(ports, reg, &high) != 0)
+        return -1;
+    if (read_register(ports, static_cast<uint8_t>(reg + 1), &low) != 0) // register 0xFF is followed by 0x00
+        return -1;
+    *value = high * 32u + (low & 0x1Fu);
+    return 0;
+}
+
+static int write_byte(isa_ports ports, uint8_t reg, uint32_t *value) {
+    return write_register(ports, reg, static_cast<uint8_t>(*value));
+}
+
+// One access in a bank. The bank goes back even after the access failed, and no signal comes in between.
+static int in_bank(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg, uint32_t *value,
+                   int (*access)(isa_ports ports, uint8_t reg, uint32_t *value)) {
+    isa_ports ports;
+    if (!ports_of(index_port, data_port, &ports))
+        return -1;
+    uint8_t saved;
+    uint32_t result = *value;
+    int status = -1;
+    os_hold_signals();
+    if (select_bank(ports, bank, &saved) == 0) {
+        status = access(ports, static_cast<uint8_t>(reg), &result);
+        status |= write_register(ports, BANK_SELECT, saved);
+    }
+    os_release_signals();
+    if (status == 0)
+        *value = result;
+    return status;
+}
 
 int isa_byte_data_read(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg,
                        uint32_t *value) {
     if (bmc_owns_isa_monitor())
         return IpmiByteRead_ISA_30_2C(bank, reg, value);
-    isa_ports ports = ports_of(index_port, data_port);
-    uint8_t saved;
-    uint8_t byte = 0;
-    if (select_bank(ports, bank, &saved) != 0)
-        return -1;
-    int status = read_register(ports, static_cast<uint8_t>(reg), &byte);
-    if (restore_bank(ports, saved) != 0 || status != 0) // the bank goes back even after a failed access
-        return -1;
-    *value = byte;
-    return 0;
+    return in_bank(index_port, data_port, bank, reg, value, read_byte);
 }
 
 // Of the two bytes that the BMC hands over (as high × 256 + low), the same 13 bits as over the ports.
@@ -67,32 +101,12 @@ int isa_word_data_read_NCT6776F_fan(uint32_t index_port, uint32_t data_port, uin
                                     uint32_t *value) {
     if (bmc_owns_isa_monitor())
         return read_fan_from_bmc(bank, reg, value);
-    isa_ports ports = ports_of(index_port, data_port);
-    uint8_t saved;
-    uint8_t high = 0;
-    uint8_t low = 0;
-    if (select_bank(ports, bank, &saved) != 0)
-        return -1;
-    int status = read_register(ports, static_cast<uint8_t>(reg), &high);
-    if (status == 0)
-        status =
-            read_register(ports, static_cast<uint8_t>(reg + 1), &low); // register 0xFF is followed by 0x00
-    if (restore_bank(ports, saved) != 0 || status != 0)
-        return -1;
-    *value = high * 32u + (low & 0x1Fu);
-    return 0;
+    return in_bank(index_port, data_port, bank, reg, value, read_fan);
 }
 
 int isa_byte_data_write(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg,
                         uint32_t value) {
     if (bmc_owns_isa_monitor())
         return IpmiByteWrite_ISA_30_2C(bank, reg, value);
-    isa_ports ports = ports_of(index_port, data_port);
-    uint8_t saved;
-    if (select_bank(ports, bank, &saved) != 0)
-        return -1;
-    int status = write_register(ports, static_cast<uint8_t>(reg), static_cast<uint8_t>(value));
-    if (restore_bank(ports, saved) != 0 || status != 0)
-        return -1;
-    return 0;
+    return in_bank(index_port, data_port, bank, reg, &value, write_byte);
 }

@@ -24,6 +24,12 @@ int os_outb(uint16_t port, uint8_t value);
 int os_inl(uint16_t port, uint32_t *value);
 int os_outl(uint16_t port, uint32_t value);
 
+// Between these two the process is not ended by a signal from outside, so that a chip is never left in
+// another bank or in its configuration mode. They nest; a signal that came meanwhile takes effect at the last
+// release.
+void os_hold_signals();
+void os_release_signals();
+
 // Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared,
 // nullptr on failure; os_wait_readable returns what select returned, with `*readable` telling whether the
 // descriptor was marked.

@@ -2,6 +2,7 @@
 #include "hw/os.h"
 
 #include <cerrno>
+#include <csignal>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/io.h>
@@ -63,6 +64,24 @@ int os_outl(uint16_t port, uint32_t value) {
         return refuse_port();
     asm volatile("outl %0, %1" : : "a"(value), "Nd"(port));
     return 0;
+}
+
+static int holds;
+static sigset_t mask_before;
+
+void os_hold_signals() {
+    if (holds++ > 0)
+        return;
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM})
+        sigaddset(&ending, signal);
+    sigprocmask(SIG_BLOCK, &ending, &mask_before);
+}
+
+void os_release_signals() {
+    if (--holds == 0)
+        sigprocmask(SIG_SETMASK, &mask_before, nullptr);
 }
 
 int os_open(const char *path, int flags) { return open(path, flags | O_CLOEXEC); }

@@ -15,9 +15,11 @@ int superio_grant_ports() {
 }
 
 int superio_enter() {
-    if (os_outb(CONFIG_INDEX, ENTRY_KEY) != 0)
-        return -1;
-    return os_outb(CONFIG_INDEX, ENTRY_KEY);
+    os_hold_signals();
+    if (os_outb(CONFIG_INDEX, ENTRY_KEY) == 0 && os_outb(CONFIG_INDEX, ENTRY_KEY) == 0)
+        return 0;
+    os_release_signals();
+    return -1;
 }
 
 int superio_select(uint8_t logical_device) { return superio_write(LOGICAL_DEVICE, logical_device); }
@@ -36,4 +38,8 @@ int superio_write(uint8_t reg, uint8_t value) {
     return os_outb(CONFIG_DATA, value);
 }
 
-int superio_leave() { return os_outb(CONFIG_INDEX, EXIT_KEY); }
+int superio_leave() {
+    int status = os_outb(CONFIG_INDEX, EXIT_KEY);
+    os_release_signals();
+    return status;
+}

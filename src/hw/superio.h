@@ -1,7 +1,7 @@
 #pragma once
 // Super I/O configuration mode at ports 0x2E/0x2F: enter, select a logical device, read and write its
-// registers, leave. Used by the thermal guide text, the GPIO reads and the intrusion clears. Each call
-// returns 0, or -1 at the first refused port.
+// registers, leave. From a successful enter to the leave no signal ends the process. Used by the thermal
+// guide text, the GPIO reads and the intrusion clears. Each call returns 0, or -1 at the first refused port.
 
 #include <cstdint>
 

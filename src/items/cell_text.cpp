@@ -6,7 +6,7 @@
 #include "hw/text.h"
 #include "items/convert.h"
 
-// Rounded through single precision, as the limits always were.
+// Rounded through single precision, on purpose.
 void volts_text(int64_t millivolts, char cell[CELL_SIZE]) {
     snprintf(cell, CELL_SIZE, "%.2f", static_cast<double>(static_cast<float>(millivolts) / 1000.0f));
 }

@@ -12,13 +12,18 @@ static int set_port_level(int level) {
     return -1;
 }
 
+// A number that is no port is refused here: cut to 16 bits it would be somebody else's.
+static int set_port(uint32_t port, bool on) {
+    return port > 0xFFFF ? -1 : os_ioperm(static_cast<uint16_t>(port), 1, on);
+}
+
 // A refused index register is remembered in `status`; a refused data register ends the call with -1.
 static int set_superio_ports(const system_settings *system, bool on, int status) {
-    if (os_ioperm(static_cast<uint16_t>(system->IndexReg), 1, on) != 0) {
+    if (set_port(system->IndexReg, on) != 0) {
         fprintf(stderr, "Error: Could not ioperm() Index Register!\n");
         status = -1;
     }
-    if (os_ioperm(static_cast<uint16_t>(system->DataReg), 1, on) != 0) {
+    if (set_port(system->DataReg, on) != 0) {
         fprintf(stderr, "Error: Could not ioperm() Data Register!\n");
         return -1;
     }

@@ -92,9 +92,15 @@ static uint32_t it8720f_high_reg(const item_record *item, uint32_t low_reg) {
     return item->Offset >= 13 && item->Offset <= 18 ? low_reg + 11 : low_reg + 1;
 }
 
+constexpr uint32_t HIGHEST_NS87427_BASE = 0xFFFF - 21; // its last register has to be a port
+
 // The NS87427's monitor lies in I/O space: its bank in the low bits of base + 15 (bits 5 to 7 are kept), the
 // fan's words from there on.
-static int ns87427_word(uint16_t base, uint8_t bank, uint16_t low_at, uint32_t *raw) {
+static int ns87427_word(uint32_t offset, uint32_t slave, uint16_t low_at, uint32_t *raw) {
+    if (offset > HIGHEST_NS87427_BASE)
+        return NOT_READ;
+    uint16_t base = static_cast<uint16_t>(offset);
+    uint8_t bank = static_cast<uint8_t>(slave);
     uint8_t kept;
     uint8_t low;
     uint8_t high;
@@ -137,7 +143,7 @@ int read_fan_nct7904d(const system_settings *system, const item_record *item, ui
 }
 
 int read_fan_ns87427(const system_settings *, const item_record *item, uint32_t *raw) {
-    return ns87427_word(static_cast<uint16_t>(item->Offset), static_cast<uint8_t>(item->Slave), 18, raw);
+    return ns87427_word(item->Offset, item->Slave, 18, raw);
 }
 
 int read_fan_it8720f(const system_settings *system, const item_record *item, uint32_t *raw) {
@@ -159,7 +165,8 @@ int read_switch_superio_gpio(const system_settings *, const item_record *item, u
 // One would expect a reading; the port is read and the reading fails all the same, on purpose.
 int read_switch_ns87427(const system_settings *, const item_record *item, uint32_t *) {
     uint8_t ignored;
-    os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);
+    if (item->Offset <= HIGHEST_NS87427_BASE)
+        os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);
     return NOT_READ;
 }
 
@@ -266,7 +273,7 @@ int limit_fan_w83793g(const system_settings *system, const item_record *item, co
 int limit_fan_ns87427(const system_settings *, const item_record *, const parameter_record *record,
                       uint32_t *) {
     uint32_t ignored;
-    ns87427_word(static_cast<uint16_t>(record->Offset), static_cast<uint8_t>(record->Slave), 20, &ignored);
+    ns87427_word(record->Offset, record->Slave, 20, &ignored);
     return NOT_READ;
 }
 

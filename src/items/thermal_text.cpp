@@ -4,6 +4,7 @@
 
 #include "hw/ipmi.h"
 #include "hw/isa.h"
+#include "hw/os.h"
 #include "hw/pci.h"
 #include "hw/smbus.h"
 #include "hw/superio.h"
@@ -131,6 +132,7 @@ bool supportThermalText_W83793G(const system_settings *system, const item_record
     uint32_t high = 0;
     uint32_t middle = 0;
     uint32_t low = 0;
+    os_hold_signals();
     int status = smbus_write(item, BANK_AT_00, saved & BANK_KEPT);
     status |= smbus_read(item, registers->target, &target);
     bool calibrated = status == 0 && target == CALIBRATED;
@@ -141,6 +143,7 @@ bool supportThermalText_W83793G(const system_settings *system, const item_record
         status |= smbus_read(item, registers->low, &low);
     }
     smbus_write(item, BANK_AT_00, saved); // whatever was found
+    os_release_signals();
     return calibrated && status == 0 && high - 5 == middle && middle - low == 5;
 }
 
@@ -154,12 +157,14 @@ int getThermalText_W83793G(const system_settings *system, const item_record *ite
     uint32_t high = 0;
     uint32_t low = 0;
     uint32_t temperature = 0;
+    os_hold_signals();
     int status = smbus_write(item, BANK_AT_00, (saved & BANK_KEPT) | 2);
     status |= smbus_read(item, registers->high, &high);
     status |= smbus_read(item, registers->low, &low);
     status |= smbus_write(item, BANK_AT_00, saved & BANK_KEPT);
     status |= smbus_read(item, registers->temperature, &temperature);
     int last = smbus_write(item, BANK_AT_00, saved);
+    os_release_signals();
     if (status != 0)
         return -1;
     if (system->ThermalGuideChipType == 0)
@@ -218,12 +223,14 @@ int getThermalText_W83795ADG(const system_settings *system, const item_record *i
     if (smbus_read(item, BANK_AT_00, &saved) != 0)
         return -1;
     guide_values values = {};
+    os_hold_signals();
     int status = smbus_write(item, BANK_AT_00, saved & BANK_KEPT);
     status |= smbus_read(item, 0xB2, &values.high);
     status |= smbus_read(item, 0xB3, &values.middle);
     status |= smbus_read(item, 0xDF, &values.margin);
     status |= smbus_read(item, item->Offset, &values.temperature);
     int last = smbus_write(item, BANK_AT_00, saved);
+    os_release_signals();
     if (status != 0)
         return -1;
     guide_word(system, &values, text);

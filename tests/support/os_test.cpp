@@ -28,6 +28,7 @@ std::function<int(int, bool *)> on_wait;
 std::function<int(const char *)> on_system;
 std::function<std::string(const char *)> on_popen;
 time_t now;
+int signal_holds;
 uint32_t uid;
 
 static std::string log_text;
@@ -84,6 +85,7 @@ void reset() {
     memory_position = 0;
     now = 0;
     uid = 0;
+    signal_holds = 0;
     log_text.clear();
     failures.clear();
     grant_all_ports(true);
@@ -245,6 +247,10 @@ int os_outl(uint16_t port, uint32_t value) {
     on_outl(port, value);
     return 0;
 }
+
+void os_hold_signals() { signal_holds++; }
+
+void os_release_signals() { signal_holds--; }
 
 int os_open(const char *path, int flags) {
     int fd = fails("open") ? -1 : on_open(path, flags);
