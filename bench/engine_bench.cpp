@@ -8,6 +8,9 @@
 #include <unistd.h>
 
 #include "config/ini_read.h"
+#include "hw/i2c_adapters.h"
+#include "hw/ipmi.h"
+#include "hw/pci.h"
 #include "items/display.h"
 #include "items/readings.h"
 #include "items/report.h"
@@ -91,6 +94,40 @@ static void BM_Reading(benchmark::State &state) {
     release(&l);
 }
 BENCHMARK(BM_Reading)->ArgNames({"category", "chip"})->ArgsProduct({{0, 1, 2, 3}, {1, 19, 25, 28}});
+
+// One reading of a voltage or a fan with its limits over each route.
+static void read_over_route(benchmark::State &state, uint32_t category, uint32_t chip, uint32_t bus,
+                            bool bmc) {
+    free_bmc = bmc;
+    IpmiInit();
+    SMB_BASE_IO_ADDR = 0x1100;
+    i2c_bus_list[0] = {"0", "smbus", "SMBus I801 adapter at 1100", ""};
+    counter_i2c_bus_list = 1;
+    loaded l = load(108, 0);
+    item_record *item = &l.items[category];
+    item->ChipCode = chip;
+    item->BusType = bus;
+    item->Slave = 0x2D;
+    silenced err = silence(stderr);
+    int64_t value = 0;
+    for (auto _ : state) {
+        get_item_reading(l.system, l.items, l.count, l.parameters, 2 * l.count, item, &value);
+        benchmark::DoNotOptimize(value);
+    }
+    restore(stderr, &err);
+    release(&l);
+    free_bmc = false;
+    IpmiInit();
+}
+BENCHMARK_CAPTURE(read_over_route, smbus_voltage, 1, 0, 1, false);
+BENCHMARK_CAPTURE(read_over_route, smbus_fan_of_two_bytes, 0, 9, 1, false);
+BENCHMARK_CAPTURE(read_over_route, smbus_fan_word, 0, 17, 1, false);
+BENCHMARK_CAPTURE(read_over_route, smbus_fan_behind_bank, 0, 30, 1, false);
+BENCHMARK_CAPTURE(read_over_route, superio_gpio_switch, 3, 4, 0, false);
+BENCHMARK_CAPTURE(read_over_route, southbridge_gpio_switch, 3, 11, 0, false);
+BENCHMARK_CAPTURE(read_over_route, bmc_master_write_read, 1, 0, 1, true);
+BENCHMARK_CAPTURE(read_over_route, bmc_fan_by_oem_90, 0, 30, 1, true);
+BENCHMARK_CAPTURE(read_over_route, bmc_word_by_two_reads, 0, 17, 8, true);
 
 static void BM_Load(benchmark::State &state) {
     free_configuration = configuration_of(static_cast<int>(state.range(0)), 19);
