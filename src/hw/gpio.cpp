@@ -139,7 +139,7 @@ uint32_t findGpioBaseAddress() { return gpio_base({0x27B8, 0x3B14}, 0x48); }
 
 uint8_t getMemByte(uint32_t address) {
     constexpr uint32_t PAGE = 4096;
-    int fd = os_open("/dev/mem", O_RDWR | O_SYNC);
+    int fd = os_open("/dev/mem", O_RDWR);
     if (fd < 0)
         end_without_memory(272);
     void *page = os_map(fd, address / PAGE * PAGE, PAGE);
