@@ -6,9 +6,10 @@
 #include "hw/text.h"
 #include "items/convert.h"
 
-// Rounded through single precision, on purpose.
+// Divided as a double and rounded to single precision before it is printed, on purpose.
 void volts_text(int64_t millivolts, char cell[CELL_SIZE]) {
-    snprintf(cell, CELL_SIZE, "%.2f", static_cast<double>(static_cast<float>(millivolts) / 1000.0f));
+    snprintf(cell, CELL_SIZE, "%.2f",
+             static_cast<double>(static_cast<float>(static_cast<double>(millivolts) / 1000)));
 }
 
 void rpm_text(int64_t rpm, char cell[CELL_SIZE]) { snprintf(cell, CELL_SIZE, "%ld", static_cast<long>(rpm)); }

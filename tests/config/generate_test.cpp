@@ -1,8 +1,15 @@
 #include "config/generate.h"
 
 #include <cerrno>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
+#include <string>
+#include <vector>
 
+#include "hw/i2c_adapters.h"
+#include "hw/pci.h"
 #include "support/os_test.h"
 
 TEST(ExistFile, ReadableFileGivesZeroAndStaysAsItIs) {
@@ -31,4 +38,378 @@ TEST(ExistFile, FileThatCannotBeReadDoesNotExist) {
     test_door::fail_call("fopen", 1, EACCES);
     EXPECT_EQ(existFile("/etc/Kestrel.ini"), 0xFFFFFFFFu);
     EXPECT_EQ(existFile("/etc/Kestrel.ini"), 0u) << "the next try finds it";
+}
+
+// ---- Generation. BOARD-1 has no rule about revisions, so its master is the file of all boards.
+
+static const char NOT_FOUND[] = "Error: The initial file for this motherboard is not found!\n";
+static const char CANNOT_CREATE[] = "Error: Cannot create the file '/etc/Kestrel.ini'.\n";
+
+static void put_master(const std::string &contents) {
+    test_door::reset();
+    test_door::put_file("/etc/AllKestrel.ini", contents);
+}
+
+// The file generated for BOARD-1 from a master.
+static std::string generated(const std::string &master) {
+    put_master(master);
+    std::string errors =
+        test_door::captured_stderr([] { EXPECT_EQ(produce_kestrel_ini("BOARD-1", "1.0"), 0u); });
+    EXPECT_EQ(errors, "") << master;
+    return test_door::file("/etc/Kestrel.ini");
+}
+
+// Fails with `message` and leaves no file.
+static void expect_failure(const char *message, const std::string &what) {
+    std::string errors =
+        test_door::captured_stderr([] { EXPECT_NE(produce_kestrel_ini("BOARD-1", "1.0"), 0u); });
+    EXPECT_EQ(errors, message) << what;
+    EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini")) << what;
+}
+
+TEST(Generate, CopiesFromSystemToTheNextBoard) {
+    EXPECT_EQ(
+        generated("[_BOARD-0_]\n[SYSTEM]\nBUSTYPE=0\n\n"
+                  "[_BOARD-1_]\n[SYSTEM]\nBUSTYPE=1\n\n[Item]\nITEM_NAME=CPU Fan\n\n[Parameter]\nSLAVE=2D\n"
+                  "[_BOARD-2_]\n[SYSTEM]\nBUSTYPE=2\n"),
+        "[SYSTEM]\nBUSTYPE=1\n\n[Item]\nITEM_NAME=CPU Fan\n\n[Parameter]\nSLAVE=2D\n");
+}
+
+TEST(Generate, MasterIsLeftAsItIs) {
+    const std::string master = "[_BOARD-1_]\r\n[SYSTEM]\r\n;; about\r\nBUSTYPE=1";
+    generated(master);
+    EXPECT_EQ(test_door::file("/etc/AllKestrel.ini"), master);
+}
+
+TEST(Generate, Sections) {
+    const struct {
+        const char *what;
+        std::string master;
+        std::string expected;
+    } rows[] = {
+        {"lines between the head and [SYSTEM] are dropped",
+         "[_BOARD-1_]\n\nMADE=2006\n[Item]\nITEM_NAME=lost\n[SYSTEM]\nBUSTYPE=1\n", "[SYSTEM]\nBUSTYPE=1\n"},
+        {"the head in another case", "[_board-1_]\n[SYSTEM]\nA=1\n", "[SYSTEM]\nA=1\n"},
+        {"[System] in another case is copied as it stands", "[_BOARD-1_]\n[sYsTeM]\nA=1\n",
+         "[sYsTeM]\nA=1\n"},
+        {"a second [System] belongs to the copy", "[_BOARD-1_]\n[SYSTEM]\nA=1\n[System]\nB=2\n",
+         "[SYSTEM]\nA=1\n[System]\nB=2\n"},
+        {"the last line needs no end", "[_BOARD-1_]\n[SYSTEM]\nA=1", "[SYSTEM]\nA=1\n"},
+        {"[SYSTEM] itself is the last line", "[_BOARD-1_]\n[SYSTEM]", "[SYSTEM]\n"},
+        {"anything behind [_ ends it", "[_BOARD-1_]\n[SYSTEM]\nA=1\n[_\nB=2\n", "[SYSTEM]\nA=1\n"},
+        {"nothing is taken up again",
+         "[_BOARD-1_]\n[SYSTEM]\nA=1\n[_BOARD-2_]\n[SYSTEM]\nB=2\n"
+         "[_BOARD-1_]\n[SYSTEM]\nC=3\n",
+         "[SYSTEM]\nA=1\n"},
+        {"[ _ is no head", "[_BOARD-1_]\n[SYSTEM]\n[ _BOARD-2_]\n [_BOARD-2_]\nB=2\n",
+         "[SYSTEM]\n[ _BOARD-2_]\n [_BOARD-2_]\nB=2\n"},
+        {"longer and shorter names are other boards",
+         "[_BOARD-10_]\n[SYSTEM]\nA=1\n[_BOARD-_]\n[SYSTEM]\nA=2\n[_BOARD-1_]\n[SYSTEM]\nA=3\n",
+         "[SYSTEM]\nA=3\n"},
+        {"a head with something behind it is another line",
+         "[_BOARD-1_] \n[SYSTEM]\nA=1\n[_BOARD-1_]\n[SYSTEM]\nA=2\n", "[SYSTEM]\nA=2\n"},
+        {"[SYSTEM] before the head is another board's", "[SYSTEM]\nA=1\n[_BOARD-1_]\n[SYSTEM]\nA=2\n",
+         "[SYSTEM]\nA=2\n"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(generated(row.master), row.expected) << row.what;
+}
+
+TEST(Generate, CommentsAreNotCopied) {
+    EXPECT_EQ(
+        generated(";; all boards\n;;\n[_BOARD-1_]\n;; its layout\n[SYSTEM]\n;;A\nA=1\n;;\n;; \n;B\n ;; C\n"
+                  "A=2;;\n;;[_BOARD-2_]\n;;[SYSTEM]\n;\n"),
+        "[SYSTEM]\nA=1\n;;\n;B\n ;; C\nA=2;;\n;\n"); // two characters alone are no comment
+    EXPECT_EQ(generated(";;[_BOARD-1_]\n;;[SYSTEM]\nA=1\n[_BOARD-1_]\n[SYSTEM]\nA=2\n"), "[SYSTEM]\nA=2\n");
+}
+
+TEST(Generate, CarriageReturnsGo) {
+    EXPECT_EQ(generated("[_BOARD-1_]\r\n;; about\r\n[SYSTEM]\r\nA=1\r\n\r\n;;\r\nB=\r2\r\nC=3\r\r\nD=4\r"),
+              "[SYSTEM]\nA=1\n\n;;\nB=\r2\nC=3\r\nD=4\n"); // one at the end of each line
+    EXPECT_EQ(generated("[_BOARD-1_]\r\n[SYSTEM]\nA=1\n[_BOARD-2_]\r\nB=2\r\n"), "[SYSTEM]\nA=1\n");
+}
+
+// The buffer takes 79 characters; a line of 79 and its newline are two lines.
+TEST(Generate, LongLinesAreSeveral) {
+    const struct {
+        size_t length;
+        std::string expected;
+    } rows[] = {
+        {78, std::string(78, 'x') + "\n"},
+        {79, std::string(79, 'x') + "\n\n"},
+        {80, std::string(79, 'x') + "\nx\n"},
+        {100, std::string(79, 'x') + "\n" + std::string(21, 'x') + "\n"},
+        {200, std::string(79, 'x') + "\n" + std::string(79, 'x') + "\n" + std::string(42, 'x') + "\n"},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(generated("[_BOARD-1_]\n[SYSTEM]\n" + std::string(row.length, 'x') + "\nA=1\n"),
+                  "[SYSTEM]\n" + row.expected + "A=1\n")
+            << row.length;
+    // A board's head is seen at the beginning of a piece.
+    EXPECT_EQ(generated("[_BOARD-1_]\n[SYSTEM]\n" + std::string(79, 'x') + "[_BOARD-2_]\nB=2\n"),
+              "[SYSTEM]\n" + std::string(79, 'x') + "\n");
+}
+
+TEST(Generate, LongProductNameIsNoBoard) {
+    put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
+    std::string product(300, 'p');
+    EXPECT_EQ(test_door::captured_stderr([&] { EXPECT_NE(produce_kestrel_ini(product.c_str(), ""), 0u); }),
+              NOT_FOUND);
+}
+
+TEST(Generate, OldFileIsReplaced) {
+    put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
+    test_door::put_file("/etc/Kestrel.ini", "[System]\nA=old and longer than the new one\n");
+    EXPECT_EQ(produce_kestrel_ini("BOARD-1", "1.0"), 0u);
+    EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[SYSTEM]\nA=1\n");
+}
+
+TEST(Generate, MasterIsThatOfTheRevision) {
+    test_door::reset();
+    for (const char *name : {"AllKestrel", "OldRevMB", "OldRevMB_2", "OldRevMB_3"})
+        test_door::put_file((std::string("/etc/") + name + ".ini").c_str(),
+                            "[_H4DG-T_]\n[SYSTEM]\nMACHINENAME=" + std::string(name) + "\n");
+    const struct {
+        const char *version;
+        const char *master;
+    } rows[] = {{"1.0", "OldRevMB"}, {"1.1", "OldRevMB_2"}, {"1.2", "OldRevMB_3"}, {"2.0", "AllKestrel"}};
+    for (const auto &row : rows) {
+        EXPECT_EQ(produce_kestrel_ini("H4DG-T", row.version), 0u) << row.version;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"),
+                  "[SYSTEM]\nMACHINENAME=" + std::string(row.master) + "\n");
+    }
+}
+
+// ---- Failures
+
+TEST(GenerateFailure, BoardIsNotInTheMaster) {
+    for (const char *master : {"", "\n", "[_BOARD-2_]\n[SYSTEM]\nA=1\n", "[BOARD-1]\n[SYSTEM]\nA=1\n",
+                               "_BOARD-1_\n[SYSTEM]\nA=1\n", ";;[_BOARD-1_]\n[SYSTEM]\nA=1\n"}) {
+        put_master(master);
+        expect_failure(NOT_FOUND, master);
+    }
+}
+
+TEST(GenerateFailure, HeadWithoutSystem) {
+    for (const char *master :
+         {"[_BOARD-1_]\n", "[_BOARD-1_]\nA=1\n[Item]\nITEM_NAME=x\n", "[_BOARD-1_]\n[SYSTEM] \nA=1\n",
+          "[_BOARD-1_]\n;;[SYSTEM]\nA=1\n",
+          "[_BOARD-1_]\nA=1\n[_BOARD-2_]\n[SYSTEM]\nA=1\n"}) { // the next board's is not this one's
+        put_master(master);
+        expect_failure(NOT_FOUND, master);
+    }
+}
+
+TEST(GenerateFailure, MissingMasterIsNamed) {
+    test_door::reset();
+    expect_failure("Error: Cannot find the file '/etc/AllKestrel.ini'. \n", "no master file");
+    const struct {
+        const char *version;
+        const char *message;
+    } rows[] = {
+        {"1.0", "Error: Cannot find the file '/etc/OldRevMB.ini'. \n"},
+        {"1.1", "Error: Cannot find the file '/etc/OldRevMB_2.ini'. \n"},
+        {"1.2", "Error: Cannot find the file '/etc/OldRevMB_3.ini'. \n"},
+    };
+    for (const auto &row : rows) {
+        put_master("[_H4DG-T_]\n[SYSTEM]\nA=1\n"); // the file of all boards is no help
+        EXPECT_EQ(
+            test_door::captured_stderr([&] { EXPECT_NE(produce_kestrel_ini("H4DG-T", row.version), 0u); }),
+            row.message);
+        EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini"));
+    }
+}
+
+TEST(GenerateFailure, FileThatCannotBeCreated) {
+    put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
+    test_door::fail_call("fopen", 2, EACCES); // behind the master
+    expect_failure(CANNOT_CREATE, "not created");
+}
+
+TEST(GenerateFailure, FileThatCannotBeClosedIsRemoved) {
+    put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
+    test_door::fail_call("fclose", 1, ENOSPC); // what was written may not be on disk
+    EXPECT_NE(test_door::captured_stderr([] { EXPECT_NE(produce_kestrel_ini("BOARD-1", "1.0"), 0u); }), "");
+    EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini"));
+}
+
+TEST(GenerateFailure, NothingIsCreatedForAnUnknownBoard) {
+    put_master("[_BOARD-2_]\n[SYSTEM]\nA=1\n");
+    test_door::put_file("/etc/Kestrel.ini", "[System]\n"); // an older one stays
+    EXPECT_EQ(test_door::captured_stderr([] { EXPECT_NE(produce_kestrel_ini("BOARD-1", "1.0"), 0u); }),
+              NOT_FOUND);
+    EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[System]\n");
+}
+
+// ---- The R2M family. The chip sits on bus 0 behind the adapter at 1100.
+
+constexpr int I2C_FD = 50;
+
+// Register 5E of the chip at `slave` holds `mode`; every other slave refuses.
+static void put_chip(uint32_t slave, uint8_t mode) {
+    test_door::reset();
+    memset(i2c_bus_list, 0, sizeof i2c_bus_list);
+    strcpy(i2c_bus_list[0].number, "0");
+    strcpy(i2c_bus_list[0].type, "smbus");
+    strcpy(i2c_bus_list[0].adapter, "SMBus I801 adapter at 1100");
+    counter_i2c_bus_list = 1;
+    SMB_BASE_IO_ADDR = 0x1100;
+    IntelDevice = 0;
+    test_door::on_open = [](const std::string &path, int) {
+        return path == "/dev/i2c-0" ? I2C_FD : test_door::NOT_A_DEVICE;
+    };
+    test_door::on_ioctl = [slave, mode](int fd, unsigned long request, void *argument) {
+        EXPECT_EQ(fd, I2C_FD);
+        if (request == I2C_SLAVE) {
+            auto wanted = reinterpret_cast<uintptr_t>(argument);
+            test_door::log("slave " + std::to_string(wanted));
+            return wanted == slave ? 0 : -1;
+        }
+        const auto *transfer = static_cast<const i2c_smbus_ioctl_data *>(argument);
+        test_door::log("register " + std::to_string(transfer->command));
+        if (request != I2C_SMBUS || transfer->read_write != I2C_SMBUS_READ || transfer->command != 0x5E)
+            return -1;
+        transfer->data->byte = mode;
+        return 0;
+    };
+}
+
+static item_record named_item(const char *name) {
+    item_record item = {};
+    strcpy(item.Name, name);
+    item.ChipCode = 17;
+    item.Slave = 0x2F;
+    return item;
+}
+
+static const char *const core_names[] = {
+    "CPU1 Core A Temperature",
+    "CPU1 Core B Temperature",
+    "CPU2 Core A Temperature",
+    "CPU2 Core B Temperature",
+};
+static const char *const peci_names[] = {
+    "PECI Agent1 Temperature",
+    "PECI Agent2 Temperature",
+    "PECI Agent3 Temperature",
+    "PECI Agent4 Temperature",
+};
+
+static std::vector<item_record> items_named(const char *const (&names)[4]) {
+    std::vector<item_record> items = {named_item("CPU1 Fan")};
+    for (const char *name : names)
+        items.push_back(named_item(name));
+    items.push_back(named_item("CPU1 Core A Temperature 2"));
+    return items;
+}
+
+static void revise(std::vector<item_record> *items, uint32_t bus_type = 1) {
+    system_settings system = {};
+    system.BusType = bus_type;
+    revise_kestrel_ini_for_R2M(&system, items->data(), static_cast<int32_t>(items->size()));
+}
+
+static void expect_item_names(const std::vector<item_record> &items, const char *const (&names)[4],
+                              const std::string &what) {
+    EXPECT_STREQ(items[0].Name, "CPU1 Fan") << what;
+    for (size_t i = 0; i < 4; i++)
+        EXPECT_STREQ(items[i + 1].Name, names[i]) << what;
+    EXPECT_STREQ(items[5].Name, "CPU1 Core A Temperature 2") << what;
+}
+
+TEST(ReviseForR2M, ModeDecidesTheNames) {
+    const struct {
+        uint8_t mode;
+        bool peci;
+    } rows[] = {{0x00, false}, {0x01, false}, {0x02, false}, {0x03, true},
+                {0xFC, false}, {0xFD, false}, {0xFE, false}, {0xFF, true}};
+    for (const auto &row : rows)
+        for (const auto &before : {core_names, peci_names}) {
+            put_chip(0x2F, row.mode);
+            std::vector<item_record> items = items_named(before == core_names ? core_names : peci_names);
+            revise(&items);
+            expect_item_names(items, row.peci ? peci_names : core_names,
+                              "mode " + std::to_string(row.mode) + " of " + items[1].Name);
+        }
+}
+
+TEST(ReviseForR2M, NamesAreFoundInAnyCase) {
+    put_chip(0x2F, 3);
+    std::vector<item_record> items = {named_item("cpu1 CORE a temperature"),
+                                      named_item("CPU2 core B TEMPERATURE"),
+                                      named_item("CPU3 Core A Temperature"), named_item("")};
+    revise(&items);
+    EXPECT_STREQ(items[0].Name, "PECI Agent1 Temperature");
+    EXPECT_STREQ(items[1].Name, "PECI Agent4 Temperature");
+    EXPECT_STREQ(items[2].Name, "CPU3 Core A Temperature");
+    EXPECT_STREQ(items[3].Name, "");
+    put_chip(0x2F, 0);
+    items = {named_item("peci agent2 temperature")};
+    revise(&items);
+    EXPECT_STREQ(items[0].Name, "CPU1 Core B Temperature");
+}
+
+TEST(ReviseForR2M, NothingElseOfAnItemChanges) {
+    put_chip(0x2F, 3);
+    std::vector<item_record> items = {named_item("CPU1 Core A Temperature")};
+    items[0].Cat = CAT_TEMP;
+    items[0].Monitor = 1;
+    strcpy(items[0].ItemId, "CPU1 Core A Temperature");
+    item_record expected = items[0];
+    memset(expected.Name, 0, sizeof expected.Name);
+    strcpy(expected.Name, "PECI Agent1 Temperature");
+    revise(&items);
+    memset(items[0].Name + strlen(items[0].Name), 0, sizeof items[0].Name - strlen(items[0].Name));
+    EXPECT_EQ(memcmp(&items[0], &expected, sizeof expected), 0);
+}
+
+TEST(ReviseForR2M, SlaveIsTheFirstItems) {
+    put_chip(0x2C, 3);
+    std::vector<item_record> items = items_named(core_names);
+    items[0].Slave = 0x2C; // the others name 2F
+    revise(&items);
+    expect_item_names(items, peci_names, "slave 2C");
+}
+
+TEST(ReviseForR2M, FirstItemOfAnotherChipMeansSlaveZero) {
+    put_chip(0x2F, 3);
+    std::vector<item_record> items = items_named(core_names);
+    items[0].ChipCode = 1; // the items behind it are not asked
+    EXPECT_EQ(test_door::captured_stderr([&] { revise(&items); }), "Error: ioctl(), slave=0x0\n");
+    expect_item_names(items, core_names, "nothing answers at 0");
+    put_chip(0, 3);
+    revise(&items);
+    expect_item_names(items, peci_names, "slave 0");
+}
+
+TEST(ReviseForR2M, FailingReadChangesNothing) {
+    for (const auto &before : {core_names, peci_names}) {
+        const auto &names = before == core_names ? core_names : peci_names;
+        put_chip(0x2F, 3);
+        auto chip = test_door::on_ioctl;
+        test_door::on_ioctl = [chip](int fd, unsigned long request, void *argument) {
+            return request == I2C_SMBUS ? -1 : chip(fd, request, argument);
+        };
+        std::vector<item_record> items = items_named(names);
+        revise(&items);
+        expect_item_names(items, names, "no answer");
+    }
+}
+
+TEST(ReviseForR2M, OneReadOfTheModeRegister) {
+    put_chip(0x2F, 3);
+    std::vector<item_record> items = items_named(core_names);
+    revise(&items, 0xB);
+    std::string log = test_door::take_log();
+    size_t first = log.find("slave "); // behind the opening of the bus, which is done once
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_EQ(log.substr(first), "slave 47\nregister 94\n");
+    EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini"));
+}
+
+TEST(ReviseForR2M, NoItemsIsNoAccess) {
+    put_chip(0x2F, 3);
+    std::vector<item_record> items;
+    revise(&items);
+    EXPECT_EQ(test_door::take_log(), "");
 }
