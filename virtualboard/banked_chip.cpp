@@ -23,36 +23,36 @@ static cell *find_register(banked_chip *chip, uint8_t reg) {
     return find_in_bank(chip, chip->common[chip->bank_reg].value & chip->bank_mask, reg);
 }
 
-static port_answer read_found(cell *found, double now_s, uint8_t *value) {
+static port_answer read_found(const banked_chip *chip, cell *found, double now_s, uint8_t *value) {
     if (found == nullptr)
         return NO_REGISTER;
-    return read_cell(found, now_s, value) == 0 ? ANSWERED : FAILED;
+    return !chip->fails && read_cell(found, now_s, value) == 0 ? ANSWERED : FAILED;
 }
 
-static port_answer write_found(banked_chip *chip, cell *found, uint8_t value) {
+static port_answer write_found(banked_chip *chip, cell *found, double now_s, uint8_t value) {
     if (found == nullptr)
         return NO_REGISTER;
-    if (write_cell(found, value) != 0)
+    if (chip->fails || write_cell(found, now_s, value) != 0)
         return FAILED;
     if ((value & found->latch.written_bits) == 0)
         return ANSWERED;
     if (cell *latched = find_in_bank(chip, found->latch.bank, found->latch.reg))
-        latched->value = static_cast<uint8_t>(latched->value & ~found->latch.cleared_bits);
+        clear_in_cell(latched, now_s, found->latch.cleared_bits);
     return ANSWERED;
 }
 
 port_answer chip_read(banked_chip *chip, uint8_t reg, double now_s, uint8_t *value) {
-    return read_found(find_register(chip, reg), now_s, value);
+    return read_found(chip, find_register(chip, reg), now_s, value);
 }
 
-port_answer chip_write(banked_chip *chip, uint8_t reg, uint8_t value) {
-    return write_found(chip, find_register(chip, reg), value);
+port_answer chip_write(banked_chip *chip, uint8_t reg, double now_s, uint8_t value) {
+    return write_found(chip, find_register(chip, reg), now_s, value);
 }
 
 port_answer chip_read_in_bank(banked_chip *chip, int bank, uint8_t reg, double now_s, uint8_t *value) {
-    return read_found(find_in_bank(chip, bank, reg), now_s, value);
+    return read_found(chip, find_in_bank(chip, bank, reg), now_s, value);
 }
 
-port_answer chip_write_in_bank(banked_chip *chip, int bank, uint8_t reg, uint8_t value) {
-    return write_found(chip, find_in_bank(chip, bank, reg), value);
+port_answer chip_write_in_bank(banked_chip *chip, int bank, uint8_t reg, double now_s, uint8_t value) {
+    return write_found(chip, find_in_bank(chip, bank, reg), now_s, value);
 }

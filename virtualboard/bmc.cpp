@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
 
@@ -65,7 +64,7 @@ static byte_string write_read(bmc_device *bmc, const byte_string &data, size_t r
         return {NO_SLAVE};
     }
     if (read_count == 0 && data.size() > 4)
-        return outcome(chip_write(&slave->chip, data[3], data[4]), {}, known);
+        return outcome(chip_write(&slave->chip, data[3], now_s, data[4]), {}, known);
     byte_string read(read_count);
     port_answer answer = ANSWERED;
     for (size_t i = 0; i < read_count && answer == ANSWERED; i++)
@@ -83,7 +82,7 @@ static byte_string banked(bmc_device *bmc, bool write, const byte_string &data, 
         return {NO_SLAVE};
     }
     if (write)
-        return outcome(chip_write_in_bank(&slave->chip, data[1], data[2], data[3]), {}, known);
+        return outcome(chip_write_in_bank(&slave->chip, data[1], data[2], now_s, data[3]), {}, known);
     byte_string read(data[3]);
     port_answer answer = ANSWERED;
     for (size_t i = 0; i < read.size() && answer == ANSWERED; i++)
@@ -96,7 +95,7 @@ static byte_string isa_access(bmc_device *bmc, const byte_string &data, double n
     if (data.size() < 3)
         return {INVALID_COMMAND};
     if (data[0] == 0 && data.size() > 3)
-        return outcome(chip_write_in_bank(&bmc->isa, data[1], data[2], data[3]), {}, known);
+        return outcome(chip_write_in_bank(&bmc->isa, data[1], data[2], now_s, data[3]), {}, known);
     byte_string read(data[0]);
     port_answer answer = ANSWERED;
     for (size_t i = 0; i < read.size() && answer == ANSWERED; i++)
@@ -214,7 +213,7 @@ int qxbmc_ioctl(bmc_device *bmc, unsigned long request, void *argument, double n
     append(&command, bytes.data() + RECORD_HEAD, bytes.size() - RECORD_HEAD);
     byte_string reply = bmc->silent ? byte_string() : bmc_answer(bmc, command, now_s, known);
     size_t copied = std::min<size_t>(reply.size(), words[7]);
-    memcpy(pointer_in<uint8_t>(words[6]), reply.data(), copied);
+    std::copy_n(reply.data(), copied, pointer_in<uint8_t>(words[6]));
     *count = copied;
     trace("qxbmc reply%s", hex_of(reply).c_str());
     return 0;

@@ -15,6 +15,8 @@ static std::vector<cell_step> steps_of(const toml::node &node) {
         if (pair.size() != 2)
             reject(element, "a step is [second, value]");
         steps.push_back({number_of(pair[0]), byte_of(pair[1])});
+        if (steps.size() > 1 && !(steps.back().at_s > steps[steps.size() - 2].at_s)) // "nan" is not later
+            reject(element, "a step comes later than the one before it");
     }
     return steps;
 }
@@ -38,15 +40,26 @@ static cell_latch latch_of(const toml::node &node) {
 
 static void read_swing(const toml::table &table, cell *c) {
     const toml::node *swing = table.get("swing");
+    const toml::node *period = table.get("period");
+    if (swing == nullptr && period != nullptr)
+        reject(*period, "a period belongs to a swing");
     if (swing == nullptr)
         return;
     std::vector<uint8_t> ends = bytes_of(*swing);
-    const toml::node *period = table.get("period");
-    if (ends.size() != 2 || period == nullptr || number_of(*period) <= 0)
+    if (ends.size() != 2 || period == nullptr || !(number_of(*period) > 0)) // nor "nan"
         reject(*swing, "a swing is { swing = [low, high], period = seconds }");
     c->swing_low = ends[0];
     c->swing_high = ends[1];
     c->period_s = number_of(*period);
+}
+
+// What gives a register its value, of which it has one at most.
+static void allow_one_source(const toml::node &node, const toml::table &table) {
+    int sources = 0;
+    for (const char *key : {"value", "values", "swing", "steps"})
+        sources += table.contains(key) ? 1 : 0;
+    if (sources > 1)
+        reject(node, "value, values, swing and steps: only one of them belongs here");
 }
 
 static cell cell_of(const toml::node &node) {
@@ -60,9 +73,12 @@ static cell cell_of(const toml::node &node) {
         return c;
     }
     const toml::table &table = table_of(node);
-    allow_keys(table,
-               {"value", "swing", "period", "steps", "clears_on_read", "read_only", "fails", "clears"});
+    allow_keys(table, {"value", "values", "swing", "period", "steps", "clears_on_read", "read_only", "fails",
+                       "clears"});
+    allow_one_source(node, table);
     read_swing(table, &c);
+    if (const toml::node *values = table.get("values"))
+        c.successive = bytes_of(*values);
     if (const toml::node *value = table.get("value"))
         c.value = byte_of(*value);
     if (const toml::node *steps = table.get("steps"))
@@ -98,6 +114,8 @@ static bool read_chip_key(const toml::key &key, const toml::node &value, banked_
         chip->bank_reg = byte_of(value);
     else if (key.str() == "bank_mask")
         chip->bank_mask = byte_of(value);
+    else if (key.str() == "fails")
+        chip->fails = truth_of(value);
     else if (key.str() == "common")
         chip->common = registers_of(value);
     else if (bank >= 0)
@@ -124,10 +142,20 @@ static monitor_chip monitor_of(const toml::node &node) {
         else if (!read_chip_key(key, value, &monitor.chip))
             reject_key(key, value, " of a monitor");
     }
+    if (monitor.index_port == 0 || monitor.data_port == 0 || monitor.index_port == monitor.data_port)
+        reject(node, "a monitor has an index and a data port, and they differ");
     return monitor;
 }
 
 // ---- Ports
+
+static register_map configuration_registers_of(const toml::node &node) {
+    register_map registers = registers_of(node);
+    for (const auto &[reg, c] : registers)
+        if (c.latch.written_bits != 0)
+            reject(node, "a configuration register clears no latch");
+    return registers;
+}
 
 static superio_chip superio_of(const toml::node &node) {
     superio_chip chip;
@@ -142,9 +170,9 @@ static superio_chip superio_of(const toml::node &node) {
         else if (key.str() == "always_open")
             chip.always_open = truth_of(value);
         else if (key.str() == "global")
-            chip.global = registers_of(value);
+            chip.global = configuration_registers_of(value);
         else if (device >= 0)
-            chip.logical_devices[device] = registers_of(value);
+            chip.logical_devices[device] = configuration_registers_of(value);
         else
             reject_key(key, value, " of a Super I/O chip");
     }
@@ -203,8 +231,10 @@ static smbus_slave slave_of(const toml::node &node) {
 
 static smbus_adapter adapter_of(const toml::node &node) {
     const toml::table &table = table_of(node);
-    allow_keys(table, {"number", "base", "slave"});
+    allow_keys(table, {"number", "base", "fails", "slave"});
     smbus_adapter adapter;
+    if (const toml::node *fails = table.get("fails"))
+        adapter.fails = truth_of(*fails);
     if (const toml::node *number = table.get("number"))
         adapter.number = byte_of(*number);
     if (const toml::node *base = table.get("base"))
@@ -276,7 +306,7 @@ static void read_bmc(const toml::node &node, bmc_device *bmc) {
             bmc->sensors = bytes_of(value);
         else if (key.str() == "isa")
             bmc->isa = isa_of(value);
-        else if (key.str() == "send_fails")
+        else if (key.str() == "send_fails" || key.str() == "fails")
             bmc->send_fails = truth_of(value);
         else if (key.str() == "receive_fails")
             bmc->receive_fails = truth_of(value);
@@ -386,12 +416,24 @@ constexpr int DEEPEST_INCLUDE = 8; // a file that includes itself ends here
 
 static void read_file(const std::filesystem::path &path, int depth, virtual_board *board);
 
+// An included file lies where the board's file says, or, for a board that was copied from those that come
+// with the program, among the files that they share.
+static std::filesystem::path find_included(const toml::node &node, const std::filesystem::path &path) {
+    std::filesystem::path named = text_of(node);
+    for (const auto &file : {path.parent_path() / named, KESTREL_SHARED_DIR / named.filename()}) {
+        std::error_code ignored;
+        if (std::filesystem::is_regular_file(file, ignored))
+            return file;
+    }
+    reject(node, "there is no file " + named.string());
+}
+
 static void read_included(const toml::node &node, const std::filesystem::path &path, int depth,
                           virtual_board *board) {
     if (depth == DEEPEST_INCLUDE)
         reject(node, "files include one another without end");
     for (const toml::node &element : array_of(node))
-        read_file(path.parent_path() / text_of(element), depth + 1, board);
+        read_file(find_included(element, path), depth + 1, board);
 }
 
 // Takes a key of the machine around the devices; false for a key that is none of them.
@@ -400,7 +442,7 @@ static bool read_machine_key(const toml::key &key, const toml::node &value, cons
     if (key.str() == "shows")
         board->shows = text_of(value);
     else if (key.str() == "uid")
-        board->uid = dword_of(value);
+        board->uid = static_cast<uint32_t>(integer_of(value, LARGEST_UID));
     else if (key.str() == "refused")
         read_refused(value, board);
     else if (key.str() == "absent")
@@ -463,8 +505,14 @@ static void read_file(const std::filesystem::path &path, int depth, virtual_boar
 
 bool load_board(const std::filesystem::path &directory, virtual_board *board, std::string *error) {
     board->directory = directory;
+    std::filesystem::path file = directory / "board.toml";
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(file, ignored)) {
+        *error = file.string() + ": there is no such file";
+        return false;
+    }
     try {
-        read_file(directory / "board.toml", 0, board);
+        read_file(file, 0, board);
     } catch (const toml::parse_error &mistake) {
         std::ostringstream text;
         if (mistake.source().path)

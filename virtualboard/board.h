@@ -17,6 +17,8 @@
 #include "smbus_adapter.h"
 #include "superio_chip.h"
 
+constexpr uint32_t LARGEST_UID = 0xFFFFFFFE; // all bits set is no user
+
 struct shell_answer {
     std::string output;
     int status = 0; // exit status

@@ -13,4 +13,4 @@ struct monitor_chip {
 };
 
 port_answer monitor_inb(monitor_chip *monitor, uint16_t port, double now_s, uint8_t *value);
-port_answer monitor_outb(monitor_chip *monitor, uint16_t port, uint8_t value);
+port_answer monitor_outb(monitor_chip *monitor, uint16_t port, double now_s, uint8_t value);

@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,7 +11,8 @@
 
 static const char *const help =
     "Usage: kestrel-virtual [option...] BOARD [options of kestrel]\n"
-    "Runs kestrel on a board that is a directory of plain files. BOARD is a name from --list or a path.\n"
+    "Runs kestrel on a board that is a directory of plain files. BOARD is a name from --list or a "
+    "directory.\n"
     "\n"
     "  --list          name the boards that come with the program\n"
     "  --trace FILE    write every access in order, one line each\n"
@@ -28,6 +30,15 @@ static const char *const help =
     exit(USAGE_STATUS);
 }
 
+[[noreturn]] static void refuse_option(const char *name) {
+    fprintf(stderr,
+            "kestrel-virtual: unknown option: %s\n"
+            "BOARD comes first, the options of kestrel behind it.\n"
+            "Try: kestrel-virtual --help\n",
+            name);
+    exit(USAGE_STATUS);
+}
+
 static std::filesystem::path boards_directory() { return KESTREL_BOARDS_DIR; }
 
 static bool is_board(const std::filesystem::path &directory) {
@@ -37,10 +48,13 @@ static bool is_board(const std::filesystem::path &directory) {
 
 [[noreturn]] static void list_boards() {
     std::vector<std::filesystem::path> boards;
-    std::error_code ignored;
-    for (const auto &entry : std::filesystem::directory_iterator(boards_directory(), ignored))
+    std::error_code failed;
+    for (const auto &entry : std::filesystem::directory_iterator(boards_directory(), failed))
         if (is_board(entry.path()))
             boards.push_back(entry.path());
+    if (failed)
+        refuse("the boards cannot be listed",
+               (boards_directory().string() + ": " + failed.message()).c_str());
     std::sort(boards.begin(), boards.end());
     for (const auto &directory : boards) {
         virtual_board board;
@@ -51,28 +65,35 @@ static bool is_board(const std::filesystem::path &directory) {
     exit(0);
 }
 
+// A name is that of a board that comes with the program, else that of a directory here.
 static std::filesystem::path find_board(const char *name) {
-    std::filesystem::path board = strchr(name, '/') != nullptr ? name : boards_directory() / name;
-    if (!is_board(board))
+    if (strchr(name, '/') == nullptr && is_board(boards_directory() / name))
+        return boards_directory() / name;
+    if (!is_board(name))
         refuse("no such board", name);
-    return board;
+    return name;
 }
 
-static unsigned long whole_number(const char *option, const char *argument) {
+static unsigned long whole_number(const char *option, const char *argument, unsigned long least,
+                                  unsigned long most) {
     char *end = nullptr;
-    unsigned long number = strtoul(argument, &end, 10);
-    if (argument[0] < '0' || argument[0] > '9' || *end != '\0')
+    unsigned long number = strtoul(argument, &end, 10); // ULONG_MAX for what is longer
+    if (argument[0] < '0' || argument[0] > '9' || *end != '\0' || number < least || number > most)
         refuse(option, argument);
     return number;
 }
 
 static time_t clock_of(const char *argument) {
-    struct tm parts = {};
-    const char *end = strptime(argument, "%Y-%m-%d %H:%M:%S", &parts);
-    if (end == nullptr || *end != '\0')
+    struct tm given = {};
+    const char *end = strptime(argument, "%Y-%m-%d %H:%M:%S", &given);
+    given.tm_isdst = -1;
+    struct tm real = given; // mktime moves a day that does not exist to one that does
+    time_t time = mktime(&real);
+    bool exists = real.tm_mday == given.tm_mday && real.tm_hour == given.tm_hour &&
+                  real.tm_min == given.tm_min && real.tm_sec == given.tm_sec;
+    if (end == nullptr || *end != '\0' || !exists)
         refuse("--clock wants a time like \"2026-01-05 10:00:00\", not", argument);
-    parts.tm_isdst = -1;
-    return mktime(&parts);
+    return time;
 }
 
 // True for an option without an argument.
@@ -86,7 +107,16 @@ static bool take_flag(const char *name, virtual_options *options) {
     return true;
 }
 
+static bool wants_argument(const char *name) {
+    for (const char *known : {"--trace", "--keep", "--uid", "--sleeps", "--clock"})
+        if (strcmp(name, known) == 0)
+            return true;
+    return false;
+}
+
 static void take_argument(const char *name, const char *argument, virtual_options *options) {
+    if (!wants_argument(name))
+        refuse_option(name);
     if (argument == nullptr)
         refuse("an argument is missing behind", name);
     if (strcmp(name, "--trace") == 0) {
@@ -95,14 +125,14 @@ static void take_argument(const char *name, const char *argument, virtual_option
         options->keep = argument;
     } else if (strcmp(name, "--uid") == 0) {
         options->uid_given = true;
-        options->uid = static_cast<uint32_t>(whole_number("--uid wants a number, not", argument));
+        options->uid = static_cast<uint32_t>(
+            whole_number("--uid wants a number from 0 to 4294967294, not", argument, 0, LARGEST_UID));
     } else if (strcmp(name, "--sleeps") == 0) {
-        options->sleeps = static_cast<unsigned>(whole_number("--sleeps wants a number, not", argument));
-    } else if (strcmp(name, "--clock") == 0) {
+        options->sleeps = static_cast<unsigned>(
+            whole_number("--sleeps wants a number from 1 on, not", argument, 1, UINT_MAX));
+    } else {
         options->clock_given = true;
         options->clock = clock_of(argument);
-    } else {
-        refuse("unknown option", name);
     }
 }
 

@@ -14,6 +14,7 @@
 #include "hw/port_grants.h"
 #include "options.h"
 #include "private_root.h"
+#include "signals.h"
 #include "trace.h"
 
 static virtual_options options;
@@ -28,10 +29,16 @@ static time_t started_at;
     exit(USAGE_STATUS);
 }
 
-static void end_of_run() {
+static void clean_up() {
     fflush(stdout);
     remove_private_root();
     close_trace();
+}
+
+static void end_of_run() {
+    clean_up();
+    if (remembered_signal() != 0) // it came after the last access
+        end_by_signal(remembered_signal());
     if (options.strict && unanswered_count() > 0)
         _exit(STRICT_STATUS);
 }
@@ -39,13 +46,25 @@ static void end_of_run() {
 void os_start(int *argc, char ***argv) {
     options = take_virtual_options(argc, argv);
     std::string error;
-    if (!load_board(options.board, &board, &error) || !make_private_root(board, options.keep, &error))
+    if (!load_board(options.board, &board, &error))
         refuse_board(error);
     if (!options.trace_path.empty() && !open_trace(options.trace_path))
         refuse_board(options.trace_path + ": " + strerror(errno));
+    remember_signals();
+    bool made = make_private_root(board, options.keep, &error);
+    atexit(end_of_run); // what is only half made goes, too
+    if (!made)
+        refuse_board(error);
     clock_gettime(CLOCK_MONOTONIC, &switched_on);
     started_at = options.clock_given ? options.clock : time(nullptr);
-    atexit(end_of_run);
+}
+
+// Nothing is half done here: a signal that came ends the run.
+static void end_if_signalled() {
+    if (remembered_signal() == 0)
+        return;
+    clean_up();
+    end_by_signal(remembered_signal());
 }
 
 // Seconds since the board was switched on. With a clock that was given, only sleeps move it: two runs are the
@@ -101,13 +120,14 @@ static port_answer ask_devices_for(uint16_t port, uint8_t *value) {
 }
 
 static port_answer tell_devices(uint16_t port, uint8_t value) {
-    port_answer answer = superio_outb(&board.superio, port, value);
+    double now_s = board_seconds();
+    port_answer answer = superio_outb(&board.superio, port, now_s, value);
     for (monitor_chip &chip : board.monitors)
         if (answer == NOT_MINE)
-            answer = monitor_outb(&chip, port, value);
+            answer = monitor_outb(&chip, port, now_s, value);
     for (port_block &block : board.blocks)
         if (answer == NOT_MINE)
-            answer = block_outb(&block, port, value);
+            answer = block_outb(&block, port, now_s, value);
     for (smbus_adapter &adapter : board.adapters)
         if (answer == NOT_MINE)
             answer = smbus_outb(&adapter, port, value);
@@ -126,6 +146,7 @@ static std::string register_at(uint16_t port) {
 }
 
 int os_inb(uint16_t port, uint8_t *value) {
+    end_if_signalled();
     if (!ports_granted(port, 1)) {
         trace("inb %04x refused", port);
         return fail_with(EPERM);
@@ -145,6 +166,7 @@ int os_inb(uint16_t port, uint8_t *value) {
 }
 
 int os_outb(uint16_t port, uint8_t value) {
+    end_if_signalled();
     if (!ports_granted(port, 1)) {
         trace("outb %04x %02x refused", port, value);
         return fail_with(EPERM);
@@ -159,6 +181,7 @@ int os_outb(uint16_t port, uint8_t value) {
 }
 
 int os_inl(uint16_t port, uint32_t *value) {
+    end_if_signalled();
     if (!ports_granted(port, 4)) {
         trace("inl %04x refused", port);
         return fail_with(EPERM);
@@ -181,6 +204,7 @@ int os_inl(uint16_t port, uint32_t *value) {
 }
 
 int os_outl(uint16_t port, uint32_t value) {
+    end_if_signalled();
     if (!ports_granted(port, 4)) {
         trace("outl %04x %08x refused", port, value);
         return fail_with(EPERM);
@@ -188,7 +212,7 @@ int os_outl(uint16_t port, uint32_t value) {
     port_answer answer = pci_outl(&board.pci, port, value);
     for (port_block &block : board.blocks)
         if (answer == NOT_MINE)
-            answer = block_outl(&block, port, value);
+            answer = block_outl(&block, port, board_seconds(), value);
     trace("outl %04x %08x%s", port, value, answer == FAILED ? " failed" : "");
     if (answer == FAILED)
         return fail_with(EIO);
@@ -197,10 +221,12 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
-// Nothing here can be left half done.
-void os_hold_signals() {}
+void os_hold_signals() { hold_signals(); }
 
-void os_release_signals() {}
+void os_release_signals() {
+    release_signals();
+    end_if_signalled();
+}
 
 // ---- Devices and files
 
@@ -215,6 +241,7 @@ static void check_device(const char *path) {
 static const char *outcome(bool failed) { return failed ? " failed" : ""; }
 
 int os_open(const char *path, int flags) {
+    end_if_signalled();
     check_device(path);
     int fd = has_device(&board, path) ? open_device(&board, path)
                                       : open(real_path(path).c_str(), flags | O_CLOEXEC);
@@ -256,6 +283,7 @@ int os_unmap(void *address, size_t) {
 }
 
 int os_ioctl(int fd, unsigned long request, void *argument) {
+    end_if_signalled();
     return is_device(fd) ? device_ioctl(&board, fd, request, argument, board_seconds()) : fail_with(ENOTTY);
 }
 
@@ -264,6 +292,7 @@ int os_wait_readable(int fd, bool *readable) {
 }
 
 FILE *os_fopen(const char *path, const char *mode) {
+    end_if_signalled();
     check_device(path);
     FILE *stream = fopen(real_path(path).c_str(), mode);
     trace("fopen %s %s%s", path, mode, outcome(stream == nullptr));
@@ -351,7 +380,8 @@ int os_waitpid(pid_t) { return fail_with(ECHILD); }
 
 static void pass_time(double seconds) {
     if (!options.fast && !options.clock_given)
-        usleep(static_cast<useconds_t>(seconds * 1e6));
+        sleep_unless_signalled(seconds);
+    end_if_signalled();
     slept_s += seconds;
 }
 

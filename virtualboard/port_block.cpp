@@ -16,10 +16,10 @@ port_answer block_inb(port_block *block, uint16_t port, double now_s, uint8_t *v
     return none_is_not_mine(chip_read(&block->chip, offset_of(block, port), now_s, value));
 }
 
-port_answer block_outb(port_block *block, uint16_t port, uint8_t value) {
+port_answer block_outb(port_block *block, uint16_t port, double now_s, uint8_t value) {
     if (!is_mine(block, port))
         return NOT_MINE;
-    return none_is_not_mine(chip_write(&block->chip, offset_of(block, port), value));
+    return none_is_not_mine(chip_write(&block->chip, offset_of(block, port), now_s, value));
 }
 
 port_answer block_inl(port_block *block, uint16_t port, double now_s, uint32_t *value) {
@@ -35,10 +35,10 @@ port_answer block_inl(port_block *block, uint16_t port, double now_s, uint32_t *
     return ANSWERED;
 }
 
-port_answer block_outl(port_block *block, uint16_t port, uint32_t value) {
+port_answer block_outl(port_block *block, uint16_t port, double now_s, uint32_t value) {
     for (unsigned i = 0; i < 4; i++) {
         port_answer answer =
-            block_outb(block, static_cast<uint16_t>(port + i), static_cast<uint8_t>(value >> (8 * i)));
+            block_outb(block, static_cast<uint16_t>(port + i), now_s, static_cast<uint8_t>(value >> (8 * i)));
         if (answer != ANSWERED)
             return answer;
     }

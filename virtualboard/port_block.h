@@ -13,8 +13,8 @@ struct port_block {
 
 // A port between two registers is nobody's.
 port_answer block_inb(port_block *block, uint16_t port, double now_s, uint8_t *value);
-port_answer block_outb(port_block *block, uint16_t port, uint8_t value);
+port_answer block_outb(port_block *block, uint16_t port, double now_s, uint8_t value);
 
 // Four registers, lowest byte first.
 port_answer block_inl(port_block *block, uint16_t port, double now_s, uint32_t *value);
-port_answer block_outl(port_block *block, uint16_t port, uint32_t value);
+port_answer block_outl(port_block *block, uint16_t port, double now_s, uint32_t value);

@@ -20,9 +20,11 @@ static bool make_directory(const std::filesystem::path &keep, std::string *error
         root = std::filesystem::absolute(keep);
         return true;
     }
-    std::string name = (std::filesystem::temp_directory_path(failed) / "kestrel-virtual-XXXXXX").string();
-    if (failed || mkdtemp(name.data()) == nullptr) {
-        *error = name + ": " + strerror(errno);
+    const char *temporary = getenv("TMPDIR");
+    std::string base = temporary != nullptr && temporary[0] != '\0' ? temporary : "/tmp";
+    std::string name = base + "/kestrel-virtual-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+        *error = base + ": no directory can be made there: " + strerror(errno);
         return false;
     }
     root = name;
@@ -30,21 +32,34 @@ static bool make_directory(const std::filesystem::path &keep, std::string *error
     return true;
 }
 
-// The files that board.toml gives itself, or says where to find.
-static bool write_named_files(const virtual_board &board) {
+// Where the file lies in the copy, its directory made.
+static std::string place_of(const std::string &path) {
+    std::string place = real_path(path.c_str());
+    std::error_code failed; // then the file cannot be written either
+    std::filesystem::create_directories(std::filesystem::path(place).parent_path(), failed);
+    return place;
+}
+
+static bool copy_to(const std::string &path, const std::filesystem::path &source) {
     std::error_code failed;
-    for (const auto &[path, text] : board.files) {
-        std::filesystem::create_directories(std::filesystem::path(real_path(path.c_str())).parent_path(),
-                                            failed);
-        std::ofstream(real_path(path.c_str()), std::ios::binary) << text;
-    }
-    for (const auto &[path, source] : board.copies) {
-        std::filesystem::create_directories(std::filesystem::path(real_path(path.c_str())).parent_path(),
-                                            failed);
-        std::filesystem::copy_file(source, real_path(path.c_str()), failed);
-        if (failed)
+    std::filesystem::copy_file(source, place_of(path), std::filesystem::copy_options::overwrite_existing,
+                               failed);
+    return !failed;
+}
+
+// The files that board.toml gives itself, or says where to find: a board that was copied from those that come
+// with the program finds the program's own data all the same.
+static bool write_named_files(const virtual_board &board, std::string *error) {
+    for (const auto &[path, text] : board.files)
+        if (!(std::ofstream(place_of(path), std::ios::binary) << text).flush()) {
+            *error = path + ": it cannot be written";
             return false;
-    }
+        }
+    for (const auto &[path, source] : board.copies)
+        if (!copy_to(path, source) && !copy_to(path, KESTREL_DATA_DIR / source.filename())) {
+            *error = source.string() + ": it cannot be copied";
+            return false;
+        }
     return true;
 }
 
@@ -74,10 +89,12 @@ bool make_private_root(const virtual_board &board, const std::filesystem::path &
     if (std::filesystem::exists(board.directory / "root", failed))
         std::filesystem::copy(board.directory / "root", root, std::filesystem::copy_options::recursive,
                               failed);
-    if (failed || !write_named_files(board)) {
+    if (failed) {
         *error = board.directory.string() + ": its files cannot be copied";
         return false;
     }
+    if (!write_named_files(board, error))
+        return false;
     if (!board.configuration.empty() && !write_configuration(board.configuration)) {
         *error = "the master file has no section of " + board.configuration;
         return false;

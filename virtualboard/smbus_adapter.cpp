@@ -32,7 +32,7 @@ static int take_slave(smbus_adapter *adapter, bool force, void *argument) {
 static port_answer transfer(smbus_slave *slave, const i2c_smbus_ioctl_data *transfer, double now_s) {
     if (transfer->read_write == I2C_SMBUS_READ)
         return chip_read(&slave->chip, transfer->command, now_s, &transfer->data->byte);
-    return chip_write(&slave->chip, transfer->command, transfer->data->byte);
+    return chip_write(&slave->chip, transfer->command, now_s, transfer->data->byte);
 }
 
 static int transfer_byte(smbus_adapter *adapter, const i2c_smbus_ioctl_data *arguments, double now_s,
@@ -42,7 +42,7 @@ static int transfer_byte(smbus_adapter *adapter, const i2c_smbus_ioctl_data *arg
     smbus_slave *slave = find_slave(adapter, adapter->taken);
     *known = slave != nullptr;
     port_answer answer = NOT_MINE;
-    if (slave != nullptr && !slave->silent)
+    if (slave != nullptr && !slave->silent && !adapter->fails)
         answer = transfer(slave, arguments, now_s);
     if (answer == NO_REGISTER)
         *known = false;

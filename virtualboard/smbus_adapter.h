@@ -15,9 +15,10 @@ struct smbus_slave {
 };
 
 struct smbus_adapter {
-    int number = 0;    // N of /dev/i2c-N
-    uint16_t base = 0; // 0: no status register
-    uint8_t taken = 0; // the slave that was taken last
+    int number = 0;     // N of /dev/i2c-N
+    uint16_t base = 0;  // 0: no status register
+    bool fails = false; // every transfer fails
+    uint8_t taken = 0;  // the slave that was taken last
     std::vector<smbus_slave> slaves;
 };
 

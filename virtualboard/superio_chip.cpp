@@ -44,7 +44,7 @@ static port_answer write_index(superio_chip *chip, uint8_t value) {
     return ANSWERED;
 }
 
-port_answer superio_outb(superio_chip *chip, uint16_t port, uint8_t value) {
+port_answer superio_outb(superio_chip *chip, uint16_t port, double now_s, uint8_t value) {
     if (chip->index_port == 0 || (port != chip->index_port && port != chip->data_port))
         return NOT_MINE;
     if (port == chip->index_port)
@@ -58,5 +58,5 @@ port_answer superio_outb(superio_chip *chip, uint16_t port, uint8_t value) {
     cell *found = find_register(chip, chip->index);
     if (found == nullptr)
         return NO_REGISTER;
-    return write_cell(found, value) == 0 ? ANSWERED : FAILED;
+    return write_cell(found, now_s, value) == 0 ? ANSWERED : FAILED;
 }

@@ -19,4 +19,4 @@ struct superio_chip {
 };
 
 port_answer superio_inb(superio_chip *chip, uint16_t port, double now_s, uint8_t *value);
-port_answer superio_outb(superio_chip *chip, uint16_t port, uint8_t value);
+port_answer superio_outb(superio_chip *chip, uint16_t port, double now_s, uint8_t value);

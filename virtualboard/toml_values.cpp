@@ -96,5 +96,8 @@ int numbered(std::string_view key, std::string_view prefix) {
         key.substr(0, prefix.size()) != prefix)
         return -1;
     std::string digits(key.substr(prefix.size()));
-    return digits.find_first_not_of("0123456789") == std::string::npos ? std::stoi(digits) : -1;
+    if (digits.find_first_not_of("0123456789") != std::string::npos)
+        return -1;
+    int number = std::stoi(digits);
+    return number <= 0xFF && std::to_string(number) == digits ? number : -1;
 }

@@ -27,5 +27,5 @@ std::vector<uint8_t> bytes_of(const toml::node &node); // at least one
 // A hexadecimal number as a key, such as 0x20.
 bool number_in_key(std::string_view key, unsigned long most, unsigned long *number);
 
-// The decimal number behind `prefix` in a key such as "bank4", or -1.
+// The decimal number from 0 to 255 behind `prefix` in a key such as "bank4", or -1.
 int numbered(std::string_view key, std::string_view prefix);
