@@ -2,10 +2,8 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
-#include "support/run.h"
+#include "boards.h"
 
-static const std::string BANNER = "Kestrel II hardware-health monitor\n"
-                                  "Kestrel II watches Brigantine server boards\n";
 static const std::string TABLE = "Monitored Item            High Limit  Low Limit     Status \n"
                                  "----------------------------------------------------------------------\n";
 static const std::string TIME = "--------------------------------------------- Mon Jan  5 10:00:00 2026\n";
@@ -13,7 +11,7 @@ static const std::string WRONG = "Error: something wrong in file Kestrel.ini.\n"
 
 static run_result run_with(const std::string &configuration) {
     std::string kept = scratch_directory() + "/kept";
-    run_result result = run_virtual({"--keep", kept, make_board("", &configuration), "-t"});
+    run_result result = run_virtual({"--keep", kept, make_board(THE_MAKER, &configuration), "-t"});
     EXPECT_EQ(file_contents(kept + "/etc/Kestrel.ini"), configuration);
     EXPECT_FALSE(std::filesystem::exists(kept + "/etc/Kestrel.ini.old"));
     return result;
@@ -42,7 +40,7 @@ TEST(BadConfiguration, FilesWithoutAnItemAreRefused) {
 }
 
 TEST(BadConfiguration, ADirectoryInItsPlaceIsRefused) {
-    std::string board = make_board("", nullptr);
+    std::string board = make_board(THE_MAKER, nullptr);
     std::filesystem::create_directories(board + "/root/etc/Kestrel.ini");
     run_result result = run_virtual({board, "-t"});
     EXPECT_EQ(result.out, BANNER + "Error: readItemSection().\nError: readParameterSection().\n");
@@ -50,8 +48,18 @@ TEST(BadConfiguration, ADirectoryInItsPlaceIsRefused) {
     EXPECT_EQ(result.status, 255);
 }
 
-TEST(BadConfiguration, AnItemWithNothingInItIsReadAndNotShown) {
+// All bits of its bus type are set, so it is looked for on the SMBus, which this machine has not. Its two
+// limits have no name that could be found.
+TEST(BadConfiguration, AnItemWithNothingInItWantsABus) {
     run_result result = run_with("[Item]\n");
+    EXPECT_EQ(result.out, BANNER);
+    EXPECT_EQ(result.err, "Error: Parameter is not found.\nError: Parameter is not found.\n"
+                          "Error: Cannot find a proper I2C/SMBus device!\n");
+    EXPECT_EQ(result.status, 255);
+}
+
+TEST(BadConfiguration, AnItemOnNoBusIsReadAndNotShown) {
+    run_result result = run_with("[Item]\nBUSTYPE=0\n");
     EXPECT_EQ(result.out.find(BANNER), 0u);
     EXPECT_NE(result.out.find(TABLE + TIME), std::string::npos) << result.out; // MONITOR was not given
     EXPECT_EQ(result.status, 0);
@@ -66,9 +74,9 @@ TEST(BadConfiguration, TheLastLineNeedsNoEnd) {
 }
 
 TEST(BadConfiguration, UnknownNamesAreSaidAndTheRestIsUsed) {
-    run_result result =
-        run_with("[System]\nMAILALERT=perhaps\n[Item]\nITEM_NAME=Heat\nMONITOR=TRUE\nITEM_CAT=THING\n"
-                 "[Item]\nITEM_NAME=Chip\nMONITOR=yes\nITEM_CAT=SWITCH\nCHIPCODE=1B\n");
+    run_result result = run_with(
+        "[System]\nMAILALERT=perhaps\n[Item]\nITEM_NAME=Heat\nBUSTYPE=0\nMONITOR=TRUE\nITEM_CAT=THING\n"
+        "[Item]\nITEM_NAME=Chip\nMONITOR=yes\nITEM_CAT=SWITCH\nCHIPCODE=1B\n");
     EXPECT_NE(result.err.find("str2code: Failure! perhaps\n"), std::string::npos);
     EXPECT_NE(result.err.find("str2code: Failure! THING\n"), std::string::npos);
     EXPECT_NE(result.err.find("str2code: Failure! yes\n"), std::string::npos);
@@ -83,7 +91,7 @@ TEST(BadConfiguration, UnknownNamesAreSaidAndTheRestIsUsed) {
 TEST(BadConfiguration, LongLinesAndValuesAreCutToTheirFields) {
     run_result result = run_with(
         "[System]\nMACHINENAME=" + std::string(10000, 'm') + "\nMAILBOX=" + std::string(10000, 'b') +
-        "\n[Item]\nITEM_NAME=" + std::string(10000, 'n') +
+        "\n[Item]\nBUSTYPE=0\nITEM_NAME=" + std::string(10000, 'n') +
         "\n[Item]\nITEM_CAT=SWITCH\nCHIPCODE=1B\nMONITOR=TRUE\nITEM_NAME=" + std::string(68, 'w') + "\n");
     // 68 characters fit the line and the item's name; a record that is shown holds 39 of them.
     EXPECT_NE(
@@ -97,7 +105,7 @@ TEST(BadConfiguration, ManyLinesItemsAndParametersAreRead) {
     std::string lines;
     for (int i = 0; i < 200000; i++)
         lines += "KEY" + std::to_string(i) + "=value\n";
-    EXPECT_EQ(run_with("[Item]\n" + lines).status, 0);
+    EXPECT_EQ(run_with("[Item]\nBUSTYPE=0\n" + lines).status, 0);
 
     std::string items;
     for (int i = 0; i < 1000; i++)

@@ -1,23 +1,13 @@
 // The order of port accesses as the chips see it, and ports that the kernel refuses.
 #include <gtest/gtest.h>
-#include <sstream>
 
-#include "support/run.h"
+#include "boards.h"
 
-static std::vector<std::string> port_lines(const std::string &trace) {
-    std::vector<std::string> lines;
-    std::istringstream stream(trace);
-    for (std::string line; std::getline(stream, line);)
+static void traced_ports(const std::string &board, std::vector<std::string> *lines) {
+    run_result result;
+    for (const std::string &line : trace_of({board, "-t"}, &result))
         if (line.compare(0, 4, "outb") == 0 || line.compare(0, 3, "inb") == 0)
-            lines.push_back(line);
-    return lines;
-}
-
-static std::string traced_ports(const std::string &board, std::vector<std::string> *lines) {
-    std::string trace = scratch_directory() + "/trace";
-    run_result result = run_virtual({"--trace", trace, board, "-t"});
-    *lines = port_lines(file_contents(trace));
-    return result.out;
+            lines->push_back(line);
 }
 
 // The first item of the board is a fan: its divisor (bank 0, 0x47) is read first, and 0x4E (0x80) saved and
@@ -83,26 +73,15 @@ TEST(Ports, SuperIOConfigurationIsEnteredAndLeft) {
 }
 
 static run_result run_refused(const std::string &refused, std::string *trace) {
-    std::string configuration = file_contents(BOARDS "/w83627dhg/root/etc/Kestrel.ini");
-    std::string toml = file_contents(BOARDS "/w83627dhg/board.toml");
-    toml.replace(toml.find("include"), toml.find('\n', toml.find("include")) - toml.find("include"), "");
-    std::string path = scratch_directory() + "/trace";
-    run_result result =
-        run_virtual({"--trace", path, make_board(toml + "[refused]\n" + refused, &configuration), "-t"});
-    *trace = file_contents(path);
+    run_result result;
+    std::string toml = shipped("w83627dhg") + "[refused]\n" + refused;
+    *trace = text_of(trace_of({make_board(toml, nullptr), "-t"}, &result));
     return result;
 }
 
 static const char *const NO_IOPL = "Error: Could not iopl()!\n";
 static const char *const NO_INDEX = "Error: Could not ioperm() Index Register!\n";
 static const char *const NO_DATA = "Error: Could not ioperm() Data Register!\n";
-
-static int count_of(const std::string &text, const std::string &part) {
-    int count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        count++;
-    return count;
-}
 
 TEST(Ports, AKernelThatRefusesAllPortsGivesFailedReadings) {
     for (const char *error : {"EPERM", "ENOSYS"}) { // locked down; built without them
@@ -141,12 +120,13 @@ TEST(Ports, AMissingIndexOrDataPortFailsTheReadings) {
 TEST(Ports, AnAccessThatNobodyAnswersIsLoudAndFailsAStrictRun) {
     std::string configuration = "[System]\nBUSTYPE=2\nINDEXREG=295\nDATAREG=296\n[Item]\nITEM_NAME=Lost\n"
                                 "ITEM_CAT=TEMP\nBUSTYPE=2\nCHIPCODE=2\nSLAVE=0\nOFFSET=27\nMONITOR=TRUE\n";
-    std::string board = make_board("", &configuration);
+    std::string board = make_board(THE_MAKER, &configuration);
     run_result result = run_virtual({board, "-t"});
     EXPECT_EQ(result.status, 99);
     EXPECT_NE(result.err.find("kestrel-virtual: nothing on this board answers outb 0295 4e\n"),
               std::string::npos);
-    std::string absent = make_board("absent = [0x295, 0x296]\n", &configuration);
+    std::string absent =
+        make_board(changed(THE_MAKER, "absent = [", "absent = [0x295, 0x296, "), &configuration);
     result = run_virtual({absent, "-t"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err.find("kestrel-virtual"), std::string::npos) << result.err;

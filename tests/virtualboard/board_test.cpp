@@ -2,6 +2,8 @@
 #include "board.h"
 
 #include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 
@@ -35,6 +37,7 @@ TEST(Board, EveryKindOfEntryIsRead) {
                    "0x23 = { steps = [[0, 1], [2.5, 3]] }\n"
                    "0x24 = { value = 0xF0, clears_on_read = 0x30, read_only = true }\n"
                    "0x25 = { fails = true }\n"
+                   "0x27 = { values = [4, 5], clears_on_read = 1 }\n"
                    "0x26 = { clears = { written = 0x80, bank = 1, register = 0x42, bits = 0x10 } }\n"
                    "[monitor.bank5]\n"
                    "0xFF = 9\n",
@@ -58,29 +61,196 @@ TEST(Board, EveryKindOfEntryIsRead) {
     monitor_chip &chip = board.monitors[0];
     EXPECT_EQ(chip.index_port, 0x295);
     EXPECT_EQ(chip.data_port, 0x296);
-    EXPECT_EQ(chip.bank_reg, 0x00);
-    EXPECT_EQ(chip.bank_mask, 0x03);
-    EXPECT_EQ(chip.common[0x20].value, 84);
-    EXPECT_EQ(chip.common[0x21].successive, (std::vector<uint8_t>{1, 2}));
-    EXPECT_EQ(chip.common[0x22].swing_low, 10);
-    EXPECT_EQ(chip.common[0x22].swing_high, 20);
-    EXPECT_EQ(chip.common[0x22].period_s, 30.5);
-    ASSERT_EQ(chip.common[0x23].steps.size(), 2u);
-    EXPECT_EQ(chip.common[0x23].steps[1].at_s, 2.5);
-    EXPECT_EQ(chip.common[0x23].steps[1].value, 3);
-    EXPECT_EQ(chip.common[0x24].value, 0xF0);
-    EXPECT_EQ(chip.common[0x24].clears_on_read, 0x30);
-    EXPECT_TRUE(chip.common[0x24].read_only);
-    EXPECT_TRUE(chip.common[0x25].fails);
-    EXPECT_EQ(chip.common[0x26].latch.written_bits, 0x80);
-    EXPECT_EQ(chip.common[0x26].latch.bank, 1);
-    EXPECT_EQ(chip.common[0x26].latch.reg, 0x42);
-    EXPECT_EQ(chip.common[0x26].latch.cleared_bits, 0x10);
-    EXPECT_EQ(chip.banks[5][0xFF].value, 9);
+    EXPECT_EQ(chip.chip.bank_reg, 0x00);
+    EXPECT_EQ(chip.chip.bank_mask, 0x03);
+    EXPECT_EQ(chip.chip.common[0x20].value, 84);
+    EXPECT_EQ(chip.chip.common[0x21].successive, (std::vector<uint8_t>{1, 2}));
+    EXPECT_EQ(chip.chip.common[0x22].swing_low, 10);
+    EXPECT_EQ(chip.chip.common[0x22].swing_high, 20);
+    EXPECT_EQ(chip.chip.common[0x22].period_s, 30.5);
+    ASSERT_EQ(chip.chip.common[0x23].steps.size(), 2u);
+    EXPECT_EQ(chip.chip.common[0x23].steps[1].at_s, 2.5);
+    EXPECT_EQ(chip.chip.common[0x23].steps[1].value, 3);
+    EXPECT_EQ(chip.chip.common[0x24].value, 0xF0);
+    EXPECT_EQ(chip.chip.common[0x24].clears_on_read, 0x30);
+    EXPECT_TRUE(chip.chip.common[0x24].read_only);
+    EXPECT_TRUE(chip.chip.common[0x25].fails);
+    EXPECT_EQ(chip.chip.common[0x27].successive, (std::vector<uint8_t>{4, 5}));
+    EXPECT_EQ(chip.chip.common[0x27].clears_on_read, 1);
+    EXPECT_EQ(chip.chip.common[0x26].latch.written_bits, 0x80);
+    EXPECT_EQ(chip.chip.common[0x26].latch.bank, 1);
+    EXPECT_EQ(chip.chip.common[0x26].latch.reg, 0x42);
+    EXPECT_EQ(chip.chip.common[0x26].latch.cleared_bits, 0x10);
+    EXPECT_EQ(chip.chip.banks[5][0xFF].value, 9);
     ASSERT_EQ(board.blocks.size(), 1u);
     EXPECT_EQ(board.blocks[0].base, 0x600);
-    EXPECT_EQ(board.blocks[0].registers[0x0F].value, 0xE0);
+    EXPECT_EQ(board.blocks[0].chip.common[0x0F].value, 0xE0);
 }
+
+static virtual_board board_of(const std::string &toml) {
+    virtual_board board;
+    std::string error;
+    EXPECT_TRUE(load_board(make_board(toml, nullptr), &board, &error)) << toml << error;
+    return board;
+}
+
+TEST(Board, BusesAndTheirSlavesAreRead) {
+    virtual_board board = board_of("[[smbus]]\nnumber = 3\nbase = 0x1100\n"
+                                   "[[smbus.slave]]\naddress = 0x2F\nbank_register = 0\nheld = true\n"
+                                   "[smbus.slave.common]\n0x10 = 148\n[smbus.slave.bank2]\n0x30 = 75\n"
+                                   "[[smbus.slave]]\naddress = 0x4C\nsilent = true\n"
+                                   "[[smbus]]\nnumber = 4\nfails = true\n"
+                                   "[[smbus.slave]]\naddress = 1\nfails = true\n");
+    ASSERT_EQ(board.adapters.size(), 2u);
+    EXPECT_EQ(board.adapters[0].number, 3);
+    EXPECT_EQ(board.adapters[0].base, 0x1100);
+    EXPECT_FALSE(board.adapters[0].fails);
+    ASSERT_EQ(board.adapters[0].slaves.size(), 2u);
+    smbus_slave &slave = board.adapters[0].slaves[0];
+    EXPECT_EQ(slave.address, 0x2F);
+    EXPECT_TRUE(slave.held);
+    EXPECT_FALSE(slave.silent);
+    EXPECT_EQ(slave.chip.bank_reg, 0);
+    EXPECT_EQ(slave.chip.bank_mask, 0x07); // it names a bank
+    EXPECT_EQ(slave.chip.common[0x10].value, 148);
+    EXPECT_EQ(slave.chip.banks[2][0x30].value, 75);
+    EXPECT_TRUE(board.adapters[0].slaves[1].silent);
+    EXPECT_FALSE(board.adapters[0].slaves[1].held);
+    EXPECT_EQ(board.adapters[0].slaves[1].chip.bank_mask, 0); // it names none
+    EXPECT_TRUE(board.adapters[1].fails);
+    EXPECT_TRUE(board.adapters[1].slaves[0].chip.fails);
+}
+
+TEST(Board, PCIFunctionsAndMemoryAreRead) {
+    virtual_board board =
+        board_of("[[pci]]\nbus = 1\ndevice = 31\nfunction = 3\n0x00 = 0x1E228086\n0xFC = 7\n"
+                 "[[memory]]\naddress = 0xFFA40\nbytes = [1, 2]\n"
+                 "[[memory]]\naddress = 0xF0100\ntext = \"A\\u0000B\"\n");
+    EXPECT_TRUE(board.pci.present);
+    ASSERT_EQ(board.pci.functions.size(), 1u);
+    EXPECT_EQ(board.pci.functions[0].bus, 1u);
+    EXPECT_EQ(board.pci.functions[0].device, 31u);
+    EXPECT_EQ(board.pci.functions[0].function, 3u);
+    EXPECT_EQ(board.pci.functions[0].registers[0x00], 0x1E228086u);
+    EXPECT_EQ(board.pci.functions[0].registers[0xFC], 7u);
+    EXPECT_TRUE(board.memory.present);
+    EXPECT_FALSE(board.memory.map_refused);
+    EXPECT_EQ(board.memory.bytes[0xFFA41], 2);
+    EXPECT_EQ(board.memory.bytes[0xF0100], 'A');
+    EXPECT_EQ(board.memory.bytes[0xF0101], 0);
+    EXPECT_EQ(board.memory.bytes[0xF0102], 'B');
+    EXPECT_TRUE(board_of("[[memory]]\nmap_refused = true\n").memory.map_refused);
+    EXPECT_FALSE(board_of("").memory.present);
+    EXPECT_FALSE(board_of("").pci.present);
+}
+
+TEST(Board, TheDMITableIsPutIntoMemory) {
+    virtual_board board =
+        board_of("[dmi]\nmanufacturer = \"Brigantine\"\nproduct = \"H2SB-I\"\nversion = \"2.2\"\n");
+    std::string memory;
+    for (const auto &[address, byte] : board.memory.bytes)
+        memory += static_cast<char>(byte);
+    EXPECT_NE(memory.find(std::string("Brigantine\0H2SB-I\0002.2\0", 22)), std::string::npos);
+    EXPECT_NE(memory.find("_DMI_"), std::string::npos);
+}
+
+TEST(Board, ABMCIsReadAndAddsToAnIncludedOne) {
+    std::string directory = make_board("include = [\"bmc.toml\"]\n[bmc]\nguid = \"5001XQ\"\n"
+                                       "[[bmc.reply]]\nrequest = [0x30, 0x0F]\nreply = [0]\n"
+                                       "[[bmc.slave]]\naddress = 0x2E\n",
+                                       nullptr);
+    std::ofstream(directory + "/bmc.toml") << "[bmc]\ntransport = \"openipmi\"\nsensors = [61, 50]\n"
+                                              "send_fails = true\nreceive_fails = true\nsilent = true\n"
+                                              "[[bmc.reply]]\nrequest = [0x30, 0x95]\nreply = [0, 48]\n"
+                                              "[[bmc.slave]]\naddress = 0x2D\nbank_register = 0xFF\n"
+                                              "[bmc.slave.bank1]\n0x80 = 62\n"
+                                              "[bmc.isa.bank6]\n0x30 = 7\n";
+    virtual_board board;
+    std::string error;
+    ASSERT_TRUE(load_board(directory, &board, &error)) << error;
+    EXPECT_EQ(board.bmc.transport, BMC_OPENIPMI);
+    EXPECT_EQ(board.bmc.path, "/dev/ipmi0");
+    EXPECT_EQ(board.bmc.guid, (byte_string{'5', '0', '0', '1', 'X', 'Q'}));
+    EXPECT_EQ(board.bmc.sensors, (byte_string{61, 50}));
+    EXPECT_TRUE(board.bmc.send_fails);
+    EXPECT_TRUE(board.bmc.receive_fails);
+    EXPECT_TRUE(board.bmc.silent);
+    ASSERT_EQ(board.bmc.replies.size(), 2u); // the included one's first
+    EXPECT_EQ(board.bmc.replies[0].request, (byte_string{0x30, 0x95}));
+    EXPECT_EQ(board.bmc.replies[0].reply, (byte_string{0, 48}));
+    ASSERT_EQ(board.bmc.slaves.size(), 2u);
+    EXPECT_EQ(board.bmc.slaves[0].address, 0x2D);
+    EXPECT_EQ(board.bmc.slaves[0].chip.bank_reg, 0xFF);
+    EXPECT_EQ(board.bmc.slaves[0].chip.bank_mask, 0x07);
+    EXPECT_EQ(board.bmc.slaves[0].chip.banks[1][0x80].value, 62);
+    EXPECT_EQ(board.bmc.isa.banks[6][0x30].value, 7);
+}
+
+TEST(Board, TheBMCsDeviceFollowsItsTransportUnlessItIsNamed) {
+    EXPECT_EQ(board_of("[bmc]\ntransport = \"qxbmc\"\nguid = [2, 0]\n").bmc.path, "/dev/qxbmc");
+    EXPECT_EQ(board_of("[bmc]\ntransport = \"qxbmc\"\nguid = [2, 0]\n").bmc.guid, (byte_string{2, 0}));
+    EXPECT_EQ(board_of("[bmc]\ntransport = \"openipmi\"\ndevice = \"/dev/ipmi/0\"\n").bmc.path,
+              "/dev/ipmi/0");
+    EXPECT_EQ(board_of("").bmc.transport, NO_BMC);
+}
+
+TEST(Board, FilesCopiesAndTheConfigurationAreRead) {
+    std::string directory = make_board("configuration = \"H2SB-I\"\n[files]\n\"/proc/modules\" = \"a b\\n\"\n"
+                                       "[copies]\n\"/etc/x\" = \"data/x\"\n",
+                                       nullptr);
+    virtual_board board;
+    std::string error;
+    ASSERT_TRUE(load_board(directory, &board, &error)) << error;
+    EXPECT_EQ(board.configuration, "H2SB-I");
+    EXPECT_EQ(board.files["/proc/modules"], "a b\n");
+    EXPECT_EQ(board.copies["/etc/x"], directory + "/data/x"); // seen from the board's file
+}
+
+TEST(Board, AWholeDeviceCanFail) {
+    virtual_board board =
+        board_of("[[monitor]]\nindex = 1\ndata = 2\nfails = true\n"
+                 "[[ports]]\nbase = 0x600\nfails = true\n"
+                 "[bmc]\nfails = true\n[[bmc.slave]]\nfails = true\n[bmc.isa]\nfails = true\n");
+    EXPECT_TRUE(board.monitors[0].chip.fails);
+    EXPECT_TRUE(board.blocks[0].chip.fails);
+    EXPECT_TRUE(board.bmc.send_fails);
+    EXPECT_TRUE(board.bmc.slaves[0].chip.fails);
+    EXPECT_TRUE(board.bmc.isa.fails);
+}
+
+TEST(Board, APortBlockMayHaveBanksAndASuperIOMayBeAlwaysOpen) {
+    virtual_board board = board_of("[superio]\nindex = 0x4E\ndata = 0x4F\nalways_open = true\n"
+                                   "[[ports]]\nbase = 0x600\nbank_register = 0x0F\nbank_mask = 0x1F\n"
+                                   "[ports.common]\n0x0C = 1\n[ports.bank255]\n0x12 = 2\n");
+    EXPECT_EQ(board.superio.index_port, 0x4E);
+    EXPECT_EQ(board.superio.data_port, 0x4F);
+    EXPECT_TRUE(board.superio.always_open);
+    EXPECT_EQ(board.blocks[0].chip.bank_reg, 0x0F);
+    EXPECT_EQ(board.blocks[0].chip.bank_mask, 0x1F);
+    EXPECT_EQ(board.blocks[0].chip.common[0x0C].value, 1);
+    EXPECT_EQ(board.blocks[0].chip.banks[255][0x12].value, 2);
+}
+
+// A board that was copied away from those that come with the program still finds what they share.
+TEST(Board, AnIncludedFileIsAlsoLookedForAmongTheSharedOnes) {
+    virtual_board board = board_of("include = [\"../../shared/no-bmc.toml\", \"elsewhere/linux.toml\"]\n");
+    EXPECT_EQ(board.absent_files.count("/dev/ipmi0"), 1u);
+    EXPECT_EQ(board.files.count("/proc/mounts"), 1u);
+}
+
+TEST(Board, ItsOwnIncludedFileGoesBeforeASharedOne) {
+    std::string directory = make_board("include = [\"no-bmc.toml\"]\n", nullptr);
+    std::ofstream(directory + "/no-bmc.toml") << "absent = [\"/dev/mine\"]\n";
+    virtual_board board;
+    std::string error;
+    ASSERT_TRUE(load_board(directory, &board, &error)) << error;
+    EXPECT_EQ(board.absent_files, std::set<std::string>{"/dev/mine"});
+}
+
+static const char *const ONE_SOURCE =
+    "board.toml:5: value, values, swing and steps: only one of them belongs here";
+static const char *const TWO_PORTS = "board.toml:1: a monitor has an index and a data port, and they differ";
+#define MONITOR "[[monitor]]\nindex = 0x295\ndata = 0x296\n"
 
 TEST(Board, AMistakeIsSaidWithItsLine) {
     const struct {
@@ -89,7 +259,8 @@ TEST(Board, AMistakeIsSaidWithItsLine) {
     } table[] = {
         {"shows = 5\n", "board.toml:1: a text belongs here"},
         {"\nshow = \"x\"\n", "board.toml:2: unknown key \"show\""},
-        {"uid = -1\n", "board.toml:1: a whole number from 0 to 4294967295 belongs here"},
+        {"uid = -1\n", "board.toml:1: a whole number from 0 to 4294967294 belongs here"},
+        {"uid = 4294967295\n", "board.toml:1: a whole number from 0 to 4294967294 belongs here"},
         {"absent = 5\n", "board.toml:1: a list belongs here"},
         {"absent = [true]\n", "board.toml:1: a text belongs here"},
         {"absent = [0x10000]\n", "board.toml:1: a whole number from 0 to 65535 belongs here"},
@@ -99,21 +270,99 @@ TEST(Board, AMistakeIsSaidWithItsLine) {
         {"[commands]\nx = { text = \"\" }\n", "board.toml:2: unknown key \"text\""},
         {"[[monitor]]\nindx = 1\n", "board.toml:2: unknown key \"indx\" of a monitor"},
         {"[[monitor]]\nbankx = {}\n", "board.toml:2: unknown key \"bankx\" of a monitor"},
-        {"[[monitor]]\n[monitor.common]\n0x100 = 1\n",
-         "board.toml:3: \"0x100\" is no register: 0x00 to 0xFF belongs here"},
-        {"[[monitor]]\n[monitor.common]\n20 = 1\n",
-         "board.toml:3: \"20\" is no register: 0x00 to 0xFF belongs here"},
-        {"[[monitor]]\n[monitor.common]\n0x20 = 256\n",
+        {MONITOR "[monitor.common]\n0x100 = 1\n",
+         "board.toml:5: \"0x100\" is no register: 0x00 to 0xFF belongs here"},
+        {MONITOR "[monitor.common]\n20 = 1\n",
+         "board.toml:5: \"20\" is no register: 0x00 to 0xFF belongs here"},
+        {MONITOR "[monitor.common]\n0x20 = 256\n", "board.toml:5: a whole number from 0 to 255 belongs here"},
+        {MONITOR "[monitor.common]\n0x20 = []\n", "board.toml:5: the list is empty"},
+        {MONITOR "[monitor.common]\n0x20 = { swing = [1, 2] }\n",
+         "board.toml:5: a swing is { swing = [low, high], period = seconds }"},
+        {MONITOR "[monitor.common]\n0x20 = { steps = [[1]] }\n", "board.toml:5: a step is [second, value]"},
+        {MONITOR "[monitor.common]\n0x20 = { fails = 1 }\n", "board.toml:5: true or false belongs here"},
+        {MONITOR "[monitor.common]\n0x20 = { valu = 1 }\n", "board.toml:5: unknown key \"valu\""},
+        {MONITOR "[monitor.common]\n0x20 = { period = 5 }\n", "board.toml:5: a period belongs to a swing"},
+        {MONITOR "[monitor.common]\n0x20 = { swing = [1, 2], period = nan }\n",
+         "board.toml:5: a swing is { swing = [low, high], period = seconds }"},
+        {MONITOR "[monitor.common]\n0x20 = { swing = [1, 2], period = 0 }\n",
+         "board.toml:5: a swing is { swing = [low, high], period = seconds }"},
+        {MONITOR "[monitor.common]\n0x20 = { steps = [[5, 1], [4, 2]] }\n",
+         "board.toml:5: a step comes later than the one before it"},
+        {MONITOR "[monitor.common]\n0x20 = { steps = [[5, 1], [5, 2]] }\n",
+         "board.toml:5: a step comes later than the one before it"},
+        {MONITOR "[monitor.common]\n0x20 = { value = 1, steps = [[5, 1]] }\n", ONE_SOURCE},
+        {MONITOR "[monitor.common]\n0x20 = { value = 1, swing = [1, 2], period = 1 }\n", ONE_SOURCE},
+        {MONITOR "[monitor.common]\n0x20 = { values = [1], steps = [[5, 1]] }\n", ONE_SOURCE},
+        {MONITOR "[monitor.common]\n0x20 = { value = 1, values = [1] }\n", ONE_SOURCE},
+        {MONITOR "[monitor.common]\n0x20 = { values = [] }\n", "board.toml:5: the list is empty"},
+        {MONITOR "[monitor.common]\n0x20 = { clears = { bit = 1 } }\n", "board.toml:5: unknown key \"bit\""},
+        {MONITOR "fails = 1\n", "board.toml:4: true or false belongs here"},
+        {"[[monitor]]\nindex = 0x295\n", TWO_PORTS},
+        {"[[monitor]]\ndata = 0x295\n", TWO_PORTS},
+        {"[[monitor]]\nindex = 0x295\ndata = 0x295\n", TWO_PORTS},
+        {MONITOR "[monitor.bank256]\n", "board.toml:4: unknown key \"bank256\" of a monitor"},
+        {MONITOR "[monitor.bank99999999999]\n", "board.toml:4: unknown key \"bank99999999999\" of a monitor"},
+        {MONITOR "[monitor.bank01]\n", "board.toml:4: unknown key \"bank01\" of a monitor"},
+        {MONITOR "[monitor.bank-1]\n", "board.toml:4: unknown key \"bank-1\" of a monitor"},
+        {"[superio.device256]\n", "board.toml:1: unknown key \"device256\" of a Super I/O chip"},
+        {"[superio.device99999999999]\n",
+         "board.toml:1: unknown key \"device99999999999\" of a Super I/O chip"},
+        {"[superio.global]\n0x20 = { clears = { written = 1, register = 1, bits = 1 } }\n",
+         "board.toml:1: a configuration register clears no latch"},
+        {"[superio]\nalways_open = 1\n", "board.toml:2: true or false belongs here"},
+        {"configuration = 5\n", "board.toml:1: a text belongs here"},
+        {"files = 5\n", "board.toml:1: a table belongs here"},
+        {"[files]\n\"/x\" = 5\n", "board.toml:2: a text belongs here"},
+        {"copies = []\n", "board.toml:1: a table belongs here"},
+        {"[copies]\n\"/x\" = 5\n", "board.toml:2: a text belongs here"},
+        {"dmi = 5\n", "board.toml:1: a table belongs here"},
+        {"[dmi]\nmaker = \"x\"\n", "board.toml:2: unknown key \"maker\""},
+        {"[dmi]\nproduct = 5\n", "board.toml:2: a text belongs here"},
+        {"memory = 5\n", "board.toml:1: a list belongs here"},
+        {"[[memory]]\naddress = 0x100000000\nbytes = [1]\n",
+         "board.toml:2: a whole number from 0 to 4294967295 belongs here"},
+        {"[[memory]]\naddress = 1\nbytes = [256]\n",
          "board.toml:3: a whole number from 0 to 255 belongs here"},
-        {"[[monitor]]\n[monitor.common]\n0x20 = []\n", "board.toml:3: the list is empty"},
-        {"[[monitor]]\n[monitor.common]\n0x20 = { swing = [1, 2] }\n",
-         "board.toml:3: a swing is { swing = [low, high], period = seconds }"},
-        {"[[monitor]]\n[monitor.common]\n0x20 = { steps = [[1]] }\n",
-         "board.toml:3: a step is [second, value]"},
-        {"[[monitor]]\n[monitor.common]\n0x20 = { fails = 1 }\n", "board.toml:3: true or false belongs here"},
-        {"[[monitor]]\n[monitor.common]\n0x20 = { valu = 1 }\n", "board.toml:3: unknown key \"valu\""},
+        {"[[memory]]\naddress = 1\nbytes = []\n", "board.toml:3: the list is empty"},
+        {"[[memory]]\nwords = []\n", "board.toml:2: unknown key \"words\""},
+        {"[[memory]]\nmap_refused = 1\n", "board.toml:2: true or false belongs here"},
+        {"[[pci]]\nslot = 1\n", "board.toml:2: unknown key \"slot\" of a PCI function"},
+        {"[[pci]]\n0x02 = 1\n", "board.toml:2: unknown key \"0x02\" of a PCI function"}, // no dword's place
+        {"[[pci]]\n0x100 = 1\n", "board.toml:2: unknown key \"0x100\" of a PCI function"},
+        {"[[pci]]\nbus = 256\n", "board.toml:2: a whole number from 0 to 255 belongs here"},
+        {"[[pci]]\ndevice = 32\n", "board.toml:2: a whole number from 0 to 31 belongs here"},
+        {"[[pci]]\nfunction = 8\n", "board.toml:2: a whole number from 0 to 7 belongs here"},
+        {"[[smbus]]\nbus = 1\n", "board.toml:2: unknown key \"bus\""},
+        {"[[smbus]]\nnumber = 256\n", "board.toml:2: a whole number from 0 to 255 belongs here"},
+        {"[[smbus]]\nbase = 65536\n", "board.toml:2: a whole number from 0 to 65535 belongs here"},
+        {"[[smbus]]\nfails = 1\n", "board.toml:2: true or false belongs here"},
+        {"[[smbus]]\nslave = 5\n", "board.toml:2: a list belongs here"},
+        {"[[smbus]]\n[[smbus.slave]]\naddress = 128\n",
+         "board.toml:3: a whole number from 0 to 127 belongs here"},
+        {"[[smbus]]\n[[smbus.slave]]\nheld = 1\n", "board.toml:3: true or false belongs here"},
+        {"[[smbus]]\n[[smbus.slave]]\nsilent = 1\n", "board.toml:3: true or false belongs here"},
+        {"[[smbus]]\n[[smbus.slave]]\nregisters = {}\n",
+         "board.toml:3: unknown key \"registers\" of a slave"},
+        {"[bmc]\nkind = 1\n", "board.toml:2: unknown key \"kind\" of a BMC"},
+        {"[bmc]\ntransport = \"lan\"\n", "board.toml:2: openipmi or qxbmc belongs here"},
+        {"[bmc]\ndevice = 1\n", "board.toml:2: a text belongs here"},
+        {"[bmc]\nguid = 1\n", "board.toml:2: a text belongs here"},
+        {"[bmc]\nguid = [256]\n", "board.toml:2: a whole number from 0 to 255 belongs here"},
+        {"[bmc]\nsensors = 5\n", "board.toml:2: a list belongs here"},
+        {"[bmc]\nsilent = 1\n", "board.toml:2: true or false belongs here"},
+        {"[bmc]\nsend_fails = 1\n", "board.toml:2: true or false belongs here"},
+        {"[bmc]\nreceive_fails = 1\n", "board.toml:2: true or false belongs here"},
+        {"[bmc]\n[[bmc.reply]]\nrequest = [1]\n",
+         "board.toml:2: a reply is { request = [netfn, command, ...], reply = [completion code, ...] }"},
+        {"[bmc]\n[[bmc.reply]]\nrequest = [1]\nanswer = [1]\n", "board.toml:4: unknown key \"answer\""},
+        {"[bmc]\n[[bmc.slave]]\nheld = true\n",
+         "board.toml:3: unknown key \"held\" of a slave behind the BMC"},
+        {"[bmc.isa]\nindex = 1\n", "board.toml:2: unknown key \"index\" of the BMC's monitor"},
         {"[superio]\nglob = {}\n", "board.toml:2: unknown key \"glob\" of a Super I/O chip"},
-        {"[[ports]]\nbas = 1\n", "board.toml:2: unknown key \"bas\""},
+        {"[[ports]]\nbas = 1\n", "board.toml:2: unknown key \"bas\" of a block of ports"},
+        {"include = [\"no-such.toml\"]\n", "board.toml:1: there is no file no-such.toml"},
+        {"include = [\"../root\"]\n", "board.toml:1: there is no file ../root"},
+        {"include = [5]\n", "board.toml:1: a text belongs here"},
         {"include = [\"board.toml\"]\n", "board.toml:1: files include one another without end"},
     };
     for (const auto &row : table) {
@@ -133,9 +382,14 @@ TEST(Board, WhatIsNoTomlIsSaidWithItsLine) {
     EXPECT_NE(error.find("board.toml:2: "), std::string::npos) << error;
 }
 
-TEST(Board, AMissingFileIsSaid) {
-    virtual_board board;
-    std::string error;
-    EXPECT_FALSE(load_board(scratch_directory(), &board, &error));
-    EXPECT_NE(error.find("board.toml"), std::string::npos) << error;
+TEST(Board, AMissingFileAndADirectoryInItsPlaceAreSaid) {
+    std::string missing = scratch_directory();
+    std::string directory = scratch_directory();
+    std::filesystem::create_directories(directory + "/board.toml");
+    for (const std::string &path : {missing, directory}) {
+        virtual_board board;
+        std::string error;
+        EXPECT_FALSE(load_board(path, &board, &error));
+        EXPECT_EQ(error, path + "/board.toml: there is no such file");
+    }
 }

@@ -21,8 +21,17 @@ TEST(VirtualOptions, MistakesEndWithStatusTwo) {
         {"--trace"},
         {"--nonsense", "x", "w83627hf"},
         {"--uid", "root", "w83627hf"},
+        {"--uid", "4294967295", "w83627hf", "-t"},
+        {"--uid", "99999999999999999999", "w83627hf", "-t"},
         {"--sleeps", "-1", "w83627hf"},
+        {"--sleeps", "0", "w83627hf", "-t"},
+        {"--sleeps", "4294967296", "w83627hf", "-t"},
         {"--clock", "yesterday", "w83627hf"},
+        {"--clock", "2026-02-30 10:00:00", "w83627hf", "-t"}, // no such day
+        {"--clock", "2026-04-31 10:00:00", "w83627hf", "-t"},
+        {"--clock", "2025-02-29 10:00:00", "w83627hf", "-t"},
+        {"--clock", "2026-01-05 10:00:60", "w83627hf", "-t"},
+        {"--clock", "2026-01-05 10:00:00 ", "w83627hf", "-t"},
         {"--trace", "/no/such/directory/trace", "w83627hf", "-t"},
         {"--keep", BOARDS, "w83627hf", "-t"}, // not empty
     };
@@ -30,10 +39,133 @@ TEST(VirtualOptions, MistakesEndWithStatusTwo) {
         std::vector<std::string> words = {KESTREL_VIRTUAL};
         words.insert(words.end(), line.begin(), line.end());
         run_result result = run(words);
-        EXPECT_EQ(result.status, 2) << (line.empty() ? "" : line[0]);
-        EXPECT_EQ(result.out, "") << (line.empty() ? "" : line[0]);
-        EXPECT_NE(result.err, "") << (line.empty() ? "" : line[0]);
+        std::string shown;
+        for (const std::string &word : line)
+            shown += "[" + word + "]";
+        EXPECT_EQ(result.status, 2) << shown;
+        EXPECT_EQ(result.out, "") << shown;
+        EXPECT_NE(result.err, "") << shown;
     }
+}
+
+TEST(VirtualOptions, TheLargestNumbersAreTaken) {
+    run_result result = run_virtual({"--uid", "4294967294", "--sleeps", "4294967295", "w83627hf", "-t"});
+    EXPECT_NE(result.out.find("Error: Can only be run as root.\n"), std::string::npos);
+    EXPECT_EQ(run_virtual({"--clock", "2024-02-29 23:59:59", "w83627hf", "-t"}).status, 0);
+}
+
+TEST(VirtualOptions, AnUnknownOptionSaysThatTheBoardComesFirst) {
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"-t"}, {"-t", "w83627hf"}, {"--strict", "-t"}}) {
+        std::vector<std::string> all = {KESTREL_VIRTUAL};
+        all.insert(all.end(), words.begin(), words.end());
+        run_result result = run(all);
+        EXPECT_EQ(result.err, "kestrel-virtual: unknown option: -t\n"
+                              "BOARD comes first, the options of kestrel behind it.\n"
+                              "Try: kestrel-virtual --help\n");
+        EXPECT_EQ(result.status, 2);
+    }
+}
+
+TEST(VirtualOptions, AListThatCannotBeMadeIsSaid) {
+    run_result result = run({LIST_NOWHERE, "--list"});
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "kestrel-virtual: the boards cannot be listed: /no/such/boards: No such file or "
+                          "directory\nTry: kestrel-virtual --help\n");
+    EXPECT_EQ(result.status, 2);
+}
+
+// What is no board that comes with the program is looked for here.
+TEST(VirtualOptions, ADirectoryHereNeedsNoSlash) {
+    std::filesystem::path board = make_board("uid = 5\n", nullptr);
+    std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(board.parent_path());
+    run_result result = run({KESTREL_VIRTUAL, board.filename(), "-v"});
+    run_result lost = run({KESTREL_VIRTUAL, "no-such-board", "-v"});
+    std::filesystem::current_path(before);
+    EXPECT_NE(result.out.find("kestrel-virtual " + board.filename().string() + " version 2.87"),
+              std::string::npos)
+        << result.out;
+    EXPECT_EQ(lost.err, "kestrel-virtual: no such board: no-such-board\nTry: kestrel-virtual --help\n");
+}
+
+// Everything of a shipped board lies in its directory or among what the program brings along.
+TEST(VirtualOptions, ACopiedBoardWorksElsewhere) {
+    for (const char *name : {"first-start", "w83627dhg", "bmc-ob-winbond"}) {
+        std::string copy = scratch_directory() + "/copy";
+        std::filesystem::copy(std::string(BOARDS "/") + name, copy, std::filesystem::copy_options::recursive);
+        run_result result = run_virtual({copy, "-t"});
+        EXPECT_EQ(result.out, file_contents(copy + "/expect/report.txt")) << name;
+        EXPECT_EQ(result.status, 0) << name;
+    }
+}
+
+static const std::string NO_BMC =
+    "absent = [\"/dev/qxbmc\", \"/dev/ipmidev/0\", \"/dev/ipmi/0\", \"/dev/ipmi0\"]\n";
+
+TEST(VirtualOptions, FilesAndCopiesComeOnTopOfTheBoardsOwn) {
+    std::string configuration = "what root/ has";
+    std::string board = make_board(NO_BMC + "uid = 5\n[files]\n\"/etc/deep/er/x\" = \"one\\n\"\n"
+                                            "[copies]\n\"/etc/Kestrel.ini\" = \"mine.ini\"\n",
+                                   &configuration);
+    std::ofstream(board + "/mine.ini") << "two\n";
+    std::string kept = scratch_directory() + "/kept";
+    run_virtual({"--keep", kept, board, "-t"});
+    EXPECT_EQ(file_contents(kept + "/etc/deep/er/x"), "one\n");
+    EXPECT_EQ(file_contents(kept + "/etc/Kestrel.ini"), "two\n");
+}
+
+// The section stands without its head and without the master file's own comments.
+TEST(VirtualOptions, TheConfigurationIsTheProductsSectionOfTheMasterFile) {
+    std::string kept = scratch_directory() + "/kept";
+    std::string board = make_board(NO_BMC + "uid = 5\nconfiguration = \"H2SB-I\"\n", nullptr);
+    run_virtual({"--keep", kept, board, "-t"});
+    std::string section = file_contents(kept + "/etc/Kestrel.ini");
+    EXPECT_EQ(section.find("[System]\nBUSTYPE=2\n"), 0u) << section.substr(0, 100);
+    EXPECT_NE(section.find("MACHINENAME=H2SB-I\n"), std::string::npos);
+    EXPECT_EQ(section.find("[_"), std::string::npos);
+    EXPECT_EQ(section.find(";;"), std::string::npos);
+}
+
+TEST(VirtualOptions, WhatCannotBeSetUpIsSaidAndLeavesNothingBehind) {
+    const struct {
+        std::string toml;
+        std::string said;
+    } table[] = {
+        {"configuration = \"H9XX\"\n", "the master file has no section of H9XX\n"},
+        {"[copies]\n\"/etc/x\" = \"no-such-file\"\n", "/no-such-file: it cannot be copied\n"},
+        {"[files]\n\"/etc\" = \"a directory's name\"\n", "/etc: it cannot be written\n"},
+    };
+    std::string temporary = scratch_directory();
+    for (const auto &row : table) {
+        std::string board = make_board(row.toml, nullptr);
+        setenv("TMPDIR", temporary.c_str(), 1);
+        run_result result = run({KESTREL_VIRTUAL, board, "-t"});
+        unsetenv("TMPDIR");
+        EXPECT_EQ(result.status, 2) << row.toml;
+        EXPECT_EQ(result.out, "") << row.toml;
+        EXPECT_NE(result.err.find(row.said), std::string::npos) << result.err;
+        EXPECT_TRUE(std::filesystem::is_empty(temporary)) << row.toml;
+    }
+}
+
+TEST(VirtualOptions, ATraceThatCannotBeWrittenLeavesNothingBehind) {
+    std::string temporary = scratch_directory();
+    setenv("TMPDIR", temporary.c_str(), 1);
+    run_result result = run({KESTREL_VIRTUAL, "--trace", "/no/such/directory/trace", "w83627hf", "-t"});
+    unsetenv("TMPDIR");
+    EXPECT_EQ(result.err, "kestrel-virtual: /no/such/directory/trace: No such file or directory\n");
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(std::filesystem::is_empty(temporary));
+}
+
+TEST(VirtualOptions, ATemporaryDirectoryThatIsNotThereIsNamed) {
+    setenv("TMPDIR", "/no/such/place", 1);
+    run_result result = run({KESTREL_VIRTUAL, "w83627hf", "-t"});
+    unsetenv("TMPDIR");
+    EXPECT_EQ(result.err,
+              "kestrel-virtual: /no/such/place: no directory can be made there: No such file or directory\n");
+    EXPECT_EQ(result.status, 2);
 }
 
 TEST(VirtualOptions, AMistakeInABoardIsSaid) {
