@@ -43,7 +43,15 @@ static void end_of_run() {
         _exit(STRICT_STATUS);
 }
 
+// A closed standard stream would hand its number to the first device that is opened.
+static void fill_standard_streams() {
+    for (int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", O_RDWR) != fd)
+            _exit(USAGE_STATUS);
+}
+
 void os_start(int *argc, char ***argv) {
+    fill_standard_streams();
     options = take_virtual_options(argc, argv);
     std::string error;
     if (!load_board(options.board, &board, &error))

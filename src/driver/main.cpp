@@ -142,8 +142,8 @@ int main(int argc, char **argv) {
     // Its result is not looked at: its messages speak, and refused ports fail their readings.
     io_open(myspKestrel->system);
     revise_board_family();
+    build_displays(generated); // in every mode: it hides what a generated configuration has too much
     if (text == 0)
         die("Error: The graphical mode is not built yet; use -t for the text report.\n");
-    build_displays(generated);
     return line.reset ? run_reset(line.reset_name) : run_reports(line.period_s);
 }

@@ -43,7 +43,10 @@ static int find_chip_5_base(uint32_t logical_device) {
 static int read_at_chip_5_base(uint32_t logical_device, uint32_t reg, uint8_t *value) {
     if (ChipCode5BaseAddr[0] == 0 && ChipCode5BaseAddr[1] == 0 && find_chip_5_base(logical_device) != 0)
         return -1;
-    return os_inb(static_cast<uint16_t>(ChipCode5BaseAddr[0] * 256 + ChipCode5BaseAddr[1] + reg), value);
+    uint32_t base = ChipCode5BaseAddr[0] * 256 + ChipCode5BaseAddr[1];
+    if (reg > 0xFFFF - base)
+        return -1; // no port
+    return os_inb(static_cast<uint16_t>(base + reg), value);
 }
 
 static int unknown_chip(uint32_t chip_code) {
@@ -99,27 +102,32 @@ static uint32_t gpio_base(std::initializer_list<uint32_t> devices, uint32_t base
     return 0;
 }
 
-// A refused port reads as 0: the pin counts as low.
-static uint32_t gpio_dword(uint32_t port) {
+constexpr uint32_t HIGHEST_BASE = 0xFFFF - 0x4B; // the last dword behind it has to be ports
+
+// A port that is refused or does not exist reads as 0: the pin counts as low.
+static uint32_t gpio_dword(uint32_t base, uint32_t offset) {
     uint32_t dword = 0;
-    os_inl(static_cast<uint16_t>(port), &dword);
+    if (base <= HIGHEST_BASE)
+        os_inl(static_cast<uint16_t>(base + offset), &dword);
     return dword;
 }
 
-static bool bit_is_set(uint32_t port, unsigned bit) { return (gpio_dword(port) >> bit & 1) != 0; }
+static bool bit_is_set(uint32_t base, uint32_t offset, unsigned bit) {
+    return (gpio_dword(base, offset) >> bit & 1) != 0;
+}
 
 int CheckGPIO28Hi() {
     uint32_t base = gpio_base({0x2480, 0x24C0, 0x24D0}, 0x58);
     if (base == 0)
         return 0;
-    bool is_input = bit_is_set(base + 4, 28);
-    bool is_high = bit_is_set(base + 12, 28);
+    bool is_input = bit_is_set(base, 4, 28);
+    bool is_high = bit_is_set(base, 12, 28);
     return is_input && is_high ? 1 : 0;
 }
 
 static int check_second_bank(unsigned bit) {
     uint32_t base = gpio_base({0x27B8}, 0x48);
-    return base != 0 && bit_is_set(base + 0x38, bit) ? 1 : 0;
+    return base != 0 && bit_is_set(base, 0x38, bit) ? 1 : 0;
 }
 
 int CheckGPIO38Hi() { return check_second_bank(38 - 32); }
@@ -153,33 +161,34 @@ uint8_t getMemByte(uint32_t address) {
 
 // ---- BIOS self-test complete
 
-static uint16_t level_register(uint32_t base, int32_t number) {
-    uint32_t offset = 0; // numbers without a register of their own
+static uint32_t level_register(int32_t number) {
     if (number >= 0 && number < 32)
-        offset = 0x0C;
-    else if (number >= 32 && number < 64)
-        offset = 0x38;
-    else if (number >= 64 && number < 96)
-        offset = 0x48;
-    return static_cast<uint16_t>(base + offset);
+        return 0x0C;
+    if (number >= 32 && number < 64)
+        return 0x38;
+    if (number >= 64 && number < 96)
+        return 0x48;
+    return 0; // numbers without a register of their own
 }
 
 static uint32_t level_bit(int32_t number) { return 1u << (static_cast<uint32_t>(number) % 32); }
 
 uint32_t getIpmiBiosPostCmplGpioState(uint32_t base, int32_t number) {
     os_iopl(3);
-    return (gpio_dword(level_register(base, number)) & level_bit(number)) != 0 ? 1 : 0;
+    return (gpio_dword(base, level_register(number)) & level_bit(number)) != 0 ? 1 : 0;
 }
 
 uint32_t setIpmiBiosPostCmplGpioState(uint32_t base, int32_t number, uint32_t level) {
     os_iopl(3);
-    uint16_t port = level_register(base, number);
     uint32_t dword;
+    if (base > HIGHEST_BASE)
+        return 0;
+    uint16_t port = static_cast<uint16_t>(base + level_register(number));
     if (os_inl(port, &dword) != 0)
         return 0; // what could not be read is not written
     dword &= ~level_bit(number);
     if (level != 0)
         dword |= level_bit(number);
     os_outl(port, dword);
-    return gpio_dword(port);
+    return gpio_dword(base, level_register(number));
 }

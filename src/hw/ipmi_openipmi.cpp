@@ -127,11 +127,13 @@ int open_imb2() {
     }
     if (openipmi_fd < 0)
         return 0;
+    constexpr size_t VERSION = 5; // the place of the version in the reply
     uint8_t reply[REPLY_CAPACITY] = {};
     size_t count = exchange(0, NETFN_APP, CMD_GET_DEVICE_ID, nullptr, 0, reply);
-    if (count == 0)
+    if (count <= VERSION) {
+        openipmi_fd = -1; // it stays open, but nothing is sent to it
         return 0;
-    uint8_t version = count > 5 ? reply[5] : 0;
-    IpmiVersion = version == 0x51 || version == 0x01 ? version : 0x90;
+    }
+    IpmiVersion = reply[VERSION] == 0x51 || reply[VERSION] == 0x01 ? reply[VERSION] : 0x90;
     return 1;
 }

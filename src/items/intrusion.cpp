@@ -138,7 +138,11 @@ int W83627HF_A_Intru_IO_Clear(uint32_t chip_code) {
 
 // ---- I/O space
 
+constexpr uint32_t HIGHEST_BASE = 0xFFFF - 15; // the last register used here has to be a port
+
 int NS87427_Intru_IO_Clear(uint8_t mask, uint32_t base) {
+    if (base > HIGHEST_BASE)
+        return FAILED;
     uint16_t port = static_cast<uint16_t>(base + 0x0C);
     uint8_t value;
     if (os_inb(port, &value) != 0)
@@ -239,6 +243,8 @@ static int clear_latch(const system_settings *system, item_record *item, const p
 // ---- The switch itself, read again so that what it latched is gone
 
 static void reread_ns87427(const item_record *item) {
+    if (item->Offset > HIGHEST_BASE)
+        return;
     uint8_t ignored;
     os_outb(static_cast<uint16_t>(item->Offset + 15), static_cast<uint8_t>(item->Slave));
     os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);

@@ -6,7 +6,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz_door::reset();
     fuzz_door::put_bmc(true);
     fuzz_door::put_stream(data, size);
-    IpmiInit();
+    IpmiInit(); // over the maker's driver when its Get Device ID is answered, else over OpenIPMI
     uint32_t value = 0;
     IpmiByteRead2_06_52_05(0x2D, 1, &value);
     IpmiByteWrite2_06_52_05(0x2D, 1, 2);
@@ -24,5 +24,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     IpmiByteRead_oem_30_92_PWSFailure(0x2D, 1, &value);
     IpmiByteRead_oem_30_93(1, &value);
     IpmiByteRead_oem_30_95(1, &value);
+    if (ipmi_driver_option == IPMI_MAKER_DRIVER) {
+        IpmiRead(0x2D, 1, &value);
+        IpmiWrite(0x2D, 1, 2);
+    }
     return 0;
 }

@@ -65,6 +65,16 @@ static int receive(ipmi_recv *received) {
     return 0;
 }
 
+// The maker's driver: the stream says how many bytes came back, which may be more than there is room for.
+static int exchange(const uint64_t *words) {
+    uint8_t count = next_byte();
+    auto *reply = reinterpret_cast<uint8_t *>(words[6]);
+    for (uint64_t i = 0; i < std::min<uint64_t>(count, words[7]); i++)
+        reply[i] = next_byte();
+    *reinterpret_cast<uint64_t *>(words[8]) = count == 255 ? UINT64_MAX : count;
+    return 0;
+}
+
 } // namespace fuzz_door
 
 using namespace fuzz_door;
@@ -99,7 +109,8 @@ int os_outl(uint16_t, uint32_t) { return 0; }
 int os_open(const char *path, int) {
     if (strcmp(path, "/dev/mem") == 0 || strncmp(path, "/dev/i2c-", 9) == 0)
         return DEVICE;
-    return bmc && strcmp(path, "/dev/ipmi0") == 0 ? DEVICE : not_here();
+    bool is_bmc = strcmp(path, "/dev/ipmi0") == 0 || strcmp(path, "/dev/qxbmc") == 0;
+    return bmc && is_bmc ? DEVICE : not_here();
 }
 
 int os_close(int) { return 0; }
@@ -127,6 +138,9 @@ int os_unmap(void *address, size_t) {
 }
 
 int os_ioctl(int, unsigned long request, void *argument) {
+    constexpr unsigned long QXBMC_REQUEST = 0x1082;
+    if (request == QXBMC_REQUEST)
+        return exchange(static_cast<const uint64_t *>(argument));
     if (request == IPMICTL_RECEIVE_MSG)
         return receive(static_cast<ipmi_recv *>(argument));
     if (request == I2C_SMBUS)

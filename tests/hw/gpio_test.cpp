@@ -457,3 +457,22 @@ TEST(PostComplete, RefusedPortsAreNotWritten) {
     EXPECT_EQ(setIpmiBiosPostCmplGpioState(0x500, 0, 0), 0u);
     EXPECT_EQ(levels[0x050C], 0xFFFFFFFFu);
 }
+
+// Sums beyond 0xFFFF are no ports: cut to 16 bits they would be somebody else's.
+TEST(GpioNoPort, NothingIsTouched) {
+    test_door::reset();
+    uint32_t value = 0x55;
+    test_door::on_inb = [](uint16_t) { return 0x08; }; // base 0x0808
+    EXPECT_EQ(ReadSuperGPIO(5, 9, 0xFFFFF870, &value), -1);
+    EXPECT_EQ(ReadSuperGPIO(5, 9, 0xF7F8, &value), -1);
+    EXPECT_EQ(value, 0x55u);
+    EXPECT_EQ(test_door::take_log().find("inb 0070"), std::string::npos);
+    EXPECT_EQ(ReadSuperGPIO(5, 9, 0xF7F7, &value), 0); // port 0xFFFF
+    EXPECT_EQ(value, 0x08u);
+
+    EXPECT_EQ(getIpmiBiosPostCmplGpioState(0xFFFFFFFE, 5), 0u);
+    EXPECT_EQ(setIpmiBiosPostCmplGpioState(0xFFFFFFFE, 5, 1), 0u);
+    std::string log = test_door::take_log();
+    EXPECT_EQ(log.find("inl"), std::string::npos) << log;
+    EXPECT_EQ(log.find("outl"), std::string::npos) << log;
+}

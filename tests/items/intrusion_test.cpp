@@ -722,3 +722,12 @@ TEST(Intrusion, FirstOfTwoRecordsCounts) {
         [&] { EXPECT_EQ(reset_Intrusion(&system, &item, 1, twice, std::size(twice), &item), 0); });
     EXPECT_NE(hw_recorder::take_log().find("smbus_write 1 2c 46 d5\n"), std::string::npos);
 }
+
+TEST(IntrusionIoSpace, ABaseBeyondThePortsIsNotTouched) {
+    test_door::reset();
+    EXPECT_NE(NS87427_Intru_IO_Clear(0x10, 0x10080), 0);
+    EXPECT_NE(NS87427_Intru_IO_Clear(0x10, 0xFFF1), 0);
+    EXPECT_EQ(test_door::take_log(), "");
+    EXPECT_EQ(NS87427_Intru_IO_Clear(0x10, 0xFFF0), 0);
+    EXPECT_EQ(test_door::take_log(), "inb fffc ff\noutb fffc ff\n");
+}

@@ -187,3 +187,20 @@ TEST(BmcStates, AFailingChipBehindItFailsItsItemsOnly) {
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
 }
+
+// A closed standard stream must not be the number of a device: what is printed would be written into it.
+TEST(ClosedStreams, AreNotTakenByDevices) {
+    for (const char *closed : {">&-", "2>&-", "<&-", "<&- >&- 2>&-"})
+        for (const char *board : {"nct7904d-i801", "bmc-maker"}) {
+            std::string trace = scratch_directory() + "/trace";
+            std::string command =
+                std::string("exec \"$0\" --strict --trace \"$1\" ") + board + " -t " + closed;
+            run_result result = run({"/bin/sh", "-c", command, KESTREL_VIRTUAL, trace});
+            EXPECT_EQ(result.status, 0) << board << closed;
+            EXPECT_EQ(result.out.empty(),
+                      std::string(closed).find(">&-") != std::string::npos && std::string(closed) != "2>&-")
+                << board << closed << result.out;
+            bool by_bmc = file_contents(trace).find("\nqxbmc 64 ") != std::string::npos;
+            EXPECT_EQ(by_bmc, std::string(board) == "bmc-maker") << closed;
+        }
+}

@@ -332,3 +332,14 @@ TEST(FirstStart, AFailedAdapterSearchLeavesAnExistingFileAlone) {
     EXPECT_EQ(file_contents(kept + "/etc/Kestrel.ini"), configuration);
     EXPECT_EQ(count_of(text_of(trace), "system "), 0);
 }
+
+// A first start without options hides what the board lacks, too: the next start finds a finished
+// configuration.
+TEST(FirstStart, WithoutOptionsTheConfigurationIsFinishedAllTheSame) {
+    std::string kept = scratch_directory() + "/kept";
+    run_result result = run_virtual({"--keep", kept, "first-start"});
+    EXPECT_EQ(result.status, 255);
+    EXPECT_EQ(result.err, "Error: The graphical mode is not built yet; use -t for the text report.\n");
+    EXPECT_EQ(file_contents(kept + "/etc/Kestrel.ini"),
+              file_contents(BOARDS "/first-start/expect/Kestrel.ini"));
+}
