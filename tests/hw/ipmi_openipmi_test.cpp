@@ -258,6 +258,16 @@ TEST(OpenIpmiOpen, AcceptsEveryVersion) {
     }
 }
 
+// The version stands in byte 5, behind the completion code.
+TEST(OpenIpmiOpen, AReplyWithoutTheVersionIsNoBmc) {
+    for (size_t length = 1; length <= 12; length++) {
+        bmc::machine_with(false, true);
+        bmc::replies = {{bmc::device_id(0x51), length}};
+        EXPECT_EQ(open_imb2(), length > 5 ? 1 : 0) << length;
+        EXPECT_EQ(openipmi_is_open(), length > 5) << length;
+    }
+}
+
 TEST(OpenIpmiOpen, FailsWhenTheDeviceIdCannotBeSentOrReceived) {
     struct {
         const char *call;
