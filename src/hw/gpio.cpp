@@ -10,6 +10,7 @@
 #include "hw/chip_codes.h"
 #include "hw/os.h"
 #include "hw/pci.h"
+#include "hw/port_grants.h"
 #include "hw/superio.h"
 
 // ---- Super I/O
@@ -44,8 +45,8 @@ static int read_at_chip_5_base(uint32_t logical_device, uint32_t reg, uint8_t *v
     if (ChipCode5BaseAddr[0] == 0 && ChipCode5BaseAddr[1] == 0 && find_chip_5_base(logical_device) != 0)
         return -1;
     uint32_t base = ChipCode5BaseAddr[0] * 256 + ChipCode5BaseAddr[1];
-    if (reg > 0xFFFF - base)
-        return -1; // no port
+    if (!is_port(base, reg))
+        return -1;
     return os_inb(static_cast<uint16_t>(base + reg), value);
 }
 
@@ -102,12 +103,12 @@ static uint32_t gpio_base(std::initializer_list<uint32_t> devices, uint32_t base
     return 0;
 }
 
-constexpr uint32_t HIGHEST_BASE = 0xFFFF - 0x4B; // the last dword behind it has to be ports
+constexpr uint32_t LAST_OF_DWORD = 3;
 
 // A port that is refused or does not exist reads as 0: the pin counts as low.
 static uint32_t gpio_dword(uint32_t base, uint32_t offset) {
     uint32_t dword = 0;
-    if (base <= HIGHEST_BASE)
+    if (is_port(base, offset + LAST_OF_DWORD))
         os_inl(static_cast<uint16_t>(base + offset), &dword);
     return dword;
 }
@@ -181,7 +182,7 @@ uint32_t getIpmiBiosPostCmplGpioState(uint32_t base, int32_t number) {
 uint32_t setIpmiBiosPostCmplGpioState(uint32_t base, int32_t number, uint32_t level) {
     os_iopl(3);
     uint32_t dword;
-    if (base > HIGHEST_BASE)
+    if (!is_port(base, level_register(number) + LAST_OF_DWORD))
         return 0;
     uint16_t port = static_cast<uint16_t>(base + level_register(number));
     if (os_inl(port, &dword) != 0)

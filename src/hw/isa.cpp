@@ -2,6 +2,7 @@
 
 #include "hw/ipmi.h"
 #include "hw/os.h"
+#include "hw/port_grants.h"
 
 constexpr uint8_t BANK_SELECT = 0x4E; // the same for every chip behind an index and a data port
 constexpr uint8_t BANK_KEPT_BITS = 0xF0;
@@ -11,10 +12,10 @@ struct isa_ports {
     uint16_t data;
 };
 
-// False for numbers that are no ports: cut to 16 bits they would be somebody else's.
+// False for numbers that are no ports.
 static bool ports_of(uint32_t index_port, uint32_t data_port, isa_ports *ports) {
     *ports = {static_cast<uint16_t>(index_port), static_cast<uint16_t>(data_port)};
-    return index_port <= 0xFFFF && data_port <= 0xFFFF;
+    return is_port(index_port, 0) && is_port(data_port, 0);
 }
 
 static int read_register(isa_ports ports, uint8_t reg, uint8_t *value) {

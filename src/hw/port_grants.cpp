@@ -7,6 +7,8 @@ static constexpr unsigned PORT_COUNT = 0x10000;
 static bool all_ports;
 static std::bitset<PORT_COUNT> single_ports;
 
+bool is_port(uint32_t base, uint32_t offset) { return base < PORT_COUNT && offset < PORT_COUNT - base; }
+
 void note_port_level(int level) { all_ports = level == 3; }
 
 void note_port_range(uint16_t first, unsigned count, bool on) {

@@ -43,13 +43,11 @@ uint32_t whichBankSelection(uint32_t kind, const item_record *item, uint32_t reg
     return 0;
 }
 
-static bool on_smbus(const item_record *item) { return (item->BusType & BUS_SMBUS_ANY) != 0; }
-
 static int read_bank_select(const system_settings *system, const item_record *item, uint32_t reg,
                             uint32_t *value) {
     if (on_smbus(item))
         return smbus_byte_data_read(item->ChipCode, item->BusType, SMB_BASE_IO_ADDR, item->Slave, reg, value);
-    if ((item->BusType & BUS_SUPERIO) != 0)
+    if (on_superio(item))
         return isa_byte_data_read(system->IndexReg, system->DataReg, item->Slave, reg, value);
     return -1;
 }

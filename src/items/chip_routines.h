@@ -8,6 +8,10 @@
 #include "config/settings.h"
 #include "items/chips.h"
 
+// The bus of an item's chip.
+bool on_smbus(const item_record *item);
+bool on_superio(const item_record *item);
+
 // Raw values. The bus condition is a reader's first line, with what follows without that bus.
 int read_plain(const system_settings *system, const item_record *item, uint32_t *raw);
 int read_fan_low_high(const system_settings *system, const item_record *item, uint32_t *raw);

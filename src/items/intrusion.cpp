@@ -8,6 +8,7 @@
 #include "hw/isa.h"
 #include "hw/os.h"
 #include "hw/pci.h"
+#include "hw/port_grants.h"
 #include "hw/smbus.h"
 #include "hw/superio.h"
 #include "items/chip_routines.h"
@@ -16,14 +17,12 @@
 
 constexpr int FAILED = -1;
 
-static bool on_smbus(uint32_t bus_type) { return (bus_type & BUS_SMBUS_ANY) != 0; }
-
 // ---- Set bits in the chip's clear register
 
 int W83627HF_G_Intru_IO_Clear(uint32_t bus_type, uint32_t slave, uint32_t reg, uint32_t index_port,
                               uint32_t data_port, uint8_t mask) {
     uint32_t value = 0;
-    if (on_smbus(bus_type)) {
+    if ((bus_type & BUS_SMBUS_ANY) != 0) {
         int status = smbus_byte_data_read(CHIP_W83627HF, bus_type, SMB_BASE_IO_ADDR, slave, reg, &value);
         if (status != 0)
             return status;
@@ -68,7 +67,7 @@ static int pulse_isa(const system_settings *system, uint8_t mask, const paramete
 
 int ADM1026_Intru_IO_Clear(const system_settings *system, const item_record *item, uint8_t mask,
                            const parameter_record *record) {
-    if (on_smbus(item->BusType))
+    if (on_smbus(item))
         return pulse_smbus(item, mask, record);
     if ((item->BusType & system->BusType & BUS_SUPERIO) != 0)
         return pulse_isa(system, mask, record);
@@ -138,10 +137,10 @@ int W83627HF_A_Intru_IO_Clear(uint32_t chip_code) {
 
 // ---- I/O space
 
-constexpr uint32_t HIGHEST_BASE = 0xFFFF - 15; // the last register used here has to be a port
+constexpr uint32_t NS87427_BANK = 15; // the last register that is used here
 
 int NS87427_Intru_IO_Clear(uint8_t mask, uint32_t base) {
-    if (base > HIGHEST_BASE)
+    if (!is_port(base, NS87427_BANK))
         return FAILED;
     uint16_t port = static_cast<uint16_t>(base + 0x0C);
     uint8_t value;
@@ -243,10 +242,10 @@ static int clear_latch(const system_settings *system, item_record *item, const p
 // ---- The switch itself, read again so that what it latched is gone
 
 static void reread_ns87427(const item_record *item) {
-    if (item->Offset > HIGHEST_BASE)
+    if (!is_port(item->Offset, NS87427_BANK))
         return;
     uint8_t ignored;
-    os_outb(static_cast<uint16_t>(item->Offset + 15), static_cast<uint8_t>(item->Slave));
+    os_outb(static_cast<uint16_t>(item->Offset + NS87427_BANK), static_cast<uint8_t>(item->Slave));
     os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);
 }
 
@@ -255,10 +254,10 @@ static int reread_switch(const system_settings *system, const item_record *item,
     uint32_t ignored = 0;
     if (item->ChipCode == CHIP_NS87427) {
         reread_ns87427(item);
-    } else if (on_smbus(item->BusType)) {
+    } else if (on_smbus(item)) {
         read_item_register(item, item->Offset, &ignored);
         read_item_register(item, item->Offset, &ignored);
-    } else if ((item->BusType & BUS_SUPERIO) != 0) {
+    } else if (on_superio(item)) {
         result = isa_byte_data_read(system->IndexReg, system->DataReg, item->Slave, item->Offset, &ignored);
     }
     return result;

@@ -4,6 +4,7 @@
 
 #include "hw/os.h"
 #include "hw/pci.h"
+#include "hw/port_grants.h"
 
 static int set_port_level(int level) {
     if (os_iopl(level) == 0)
@@ -12,9 +13,9 @@ static int set_port_level(int level) {
     return -1;
 }
 
-// A number that is no port is refused here: cut to 16 bits it would be somebody else's.
+// A number that is no port is refused like one.
 static int set_port(uint32_t port, bool on) {
-    return port > 0xFFFF ? -1 : os_ioperm(static_cast<uint16_t>(port), 1, on);
+    return is_port(port, 0) ? os_ioperm(static_cast<uint16_t>(port), 1, on) : -1;
 }
 
 // A refused index register is remembered in `status`; a refused data register ends the call with -1.

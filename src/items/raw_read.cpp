@@ -7,6 +7,7 @@
 #include "hw/isa.h"
 #include "hw/os.h"
 #include "hw/pci.h"
+#include "hw/port_grants.h"
 #include "hw/smbus.h"
 
 constexpr int NOT_READ = -1;
@@ -15,9 +16,9 @@ constexpr uint32_t LIMIT_BANK = 1;
 constexpr uint32_t NCT7904D_BANK_SELECT = 0xFF;
 constexpr uint32_t NCT7904D_CHASSIS = 0xCA; // status register with the case-open bit
 
-static bool on_smbus(const item_record *item) { return (item->BusType & BUS_SMBUS_ANY) != 0; }
+bool on_smbus(const item_record *item) { return (item->BusType & BUS_SMBUS_ANY) != 0; }
 
-static bool on_superio(const item_record *item) { return (item->BusType & BUS_SUPERIO) != 0; }
+bool on_superio(const item_record *item) { return (item->BusType & BUS_SUPERIO) != 0; }
 
 static int smbus_byte(const item_record *item, uint32_t slave, uint32_t reg, uint32_t *value) {
     return smbus_byte_data_read(item->ChipCode, item->BusType, SMB_BASE_IO_ADDR, slave, reg, value);
@@ -92,12 +93,12 @@ static uint32_t it8720f_high_reg(const item_record *item, uint32_t low_reg) {
     return item->Offset >= 13 && item->Offset <= 18 ? low_reg + 11 : low_reg + 1;
 }
 
-constexpr uint32_t HIGHEST_NS87427_BASE = 0xFFFF - 21; // its last register has to be a port
+constexpr uint32_t NS87427_LAST = 21; // its last register that is read
 
 // The NS87427's monitor lies in I/O space: its bank in the low bits of base + 15 (bits 5 to 7 are kept), the
 // fan's words from there on.
 static int ns87427_word(uint32_t offset, uint32_t slave, uint16_t low_at, uint32_t *raw) {
-    if (offset > HIGHEST_NS87427_BASE)
+    if (!is_port(offset, NS87427_LAST))
         return NOT_READ;
     uint16_t base = static_cast<uint16_t>(offset);
     uint8_t bank = static_cast<uint8_t>(slave);
@@ -165,7 +166,7 @@ int read_switch_superio_gpio(const system_settings *, const item_record *item, u
 // One would expect a reading; the port is read and the reading fails all the same, on purpose.
 int read_switch_ns87427(const system_settings *, const item_record *item, uint32_t *) {
     uint8_t ignored;
-    if (item->Offset <= HIGHEST_NS87427_BASE)
+    if (is_port(item->Offset, NS87427_LAST))
         os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);
     return NOT_READ;
 }

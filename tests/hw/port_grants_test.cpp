@@ -79,3 +79,15 @@ TEST(PortGrants, LastPortIsTheEnd) {
     EXPECT_FALSE(ports_granted(0xFFFD, 4));
     revoke_all();
 }
+
+TEST(PortGrants, ASumBeyondTheLastPortIsNoPort) {
+    const struct {
+        uint32_t base;
+        uint32_t offset;
+        bool port;
+    } table[] = {{0, 0, true},           {0xFFFF, 0, true},     {0xFFFF, 1, false}, {0x10000, 0, false},
+                 {0xFFF0, 15, true},     {0xFFF0, 16, false},   {0, 0xFFFF, true},  {0, 0x10000, false},
+                 {0xFFFFFFFE, 4, false}, {4, 0xFFFFFFFE, false}};
+    for (const auto &row : table)
+        EXPECT_EQ(is_port(row.base, row.offset), row.port) << std::hex << row.base << " + " << row.offset;
+}

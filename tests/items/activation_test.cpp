@@ -47,15 +47,7 @@ static void add(board *b, const char *name, uint32_t cat, uint32_t chip, uint32_
     set_text(item.ParaIndex1, "HIGH");
     set_text(item.ParaIndex2, "LOW");
     b->items.push_back(item);
-    item_display display = {};
-    set_text(display.name, name);
-    display.cat = cat;
-    display.chipcode = chip;
-    display.value = 77;
-    display.high_limit = high_limit;
-    display.low_limit = low_limit;
-    display.monitor = 1;
-    b->displays.push_back(display);
+    b->displays.push_back(make_display(item, 77, high_limit, low_limit));
 }
 
 static void set_monitor(board *b, size_t i, uint32_t monitor) {

@@ -15,4 +15,4 @@ kestrel_test(bank_select_test bank_select_test.cpp $<TARGET_OBJECTS:kestrel_hw_r
   LIBS kestrel_items kestrel_config kestrel_alert kestrel_test_door)
 
 # Has its own permission calls and controller search: no door and no recorder.
-kestrel_test(ports_test ports_test.cpp LIBS kestrel_items)
+kestrel_test(ports_test ports_test.cpp LIBS kestrel_items kestrel_hw)

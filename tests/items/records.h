@@ -8,6 +8,7 @@
 #include <string>
 
 #include "config/settings.h"
+#include "items/display.h"
 
 // The ports are those that the recorder of the buses expects.
 inline system_settings make_system(uint32_t bus_type) {
@@ -43,6 +44,20 @@ inline parameter_record make_parameter(const char *name, uint32_t slave, uint32_
 // `text` into one of a record's text fields.
 template <size_t SIZE> void set_text(char (&field)[SIZE], const char *text) {
     snprintf(field, SIZE, "%s", text);
+}
+
+// The display record of a monitored item, as an earlier round left it.
+inline item_display make_display(const item_record &item, int64_t value, int64_t high_limit,
+                                 int64_t low_limit) {
+    item_display display = {};
+    snprintf(display.name, sizeof display.name, "%.39s", item.Name);
+    display.cat = item.Cat;
+    display.chipcode = item.ChipCode;
+    display.value = value;
+    display.high_limit = high_limit;
+    display.low_limit = low_limit;
+    display.monitor = 1;
+    return display;
 }
 
 // A call as the recorder of the buses names it, without the line's end.

@@ -47,15 +47,7 @@ static void add(report_table *table, const char *name, uint32_t cat, uint32_t ch
     set_text(item.ParaIndex1, "HIGH");
     set_text(item.ParaIndex2, "LOW");
     table->items.push_back(item);
-    item_display display = {};
-    set_text(display.name, name);
-    display.cat = cat;
-    display.chipcode = chip;
-    display.value = 77;
-    display.high_limit = high_limit;
-    display.low_limit = low_limit;
-    display.monitor = 1;
-    table->displays.push_back(display);
+    table->displays.push_back(make_display(item, 77, high_limit, low_limit));
 }
 
 static std::string report_of(report_table *table, int *result = nullptr) {
