@@ -1,6 +1,8 @@
 #include "config/ini_write.h"
 
 #include <cstdio>
+#include <iterator>
+#include <string>
 
 #include "config/ini_lines.h"
 #include "hw/os.h"
@@ -12,14 +14,28 @@ static void write_text(FILE *out, const ini_line *line) {
         fputc('\n', out);
 }
 
-static bool is_monitor_line(const ini_line *line, char key[INI_LINE_SIZE]) {
+// Of what the lines of a rewrite are to be.
+struct rewrite {
+    void (*copy)(FILE *in, FILE *out, const rewrite *what);
+    const system_settings *system;
+    const item_record *items;
+    int32_t item_count;
+};
+
+static bool is_key(const ini_line *line, const char *name, char key[INI_LINE_SIZE]) {
     const char *value;
-    return split_setting(line->text, key, &value) && equal_ignoring_case(key, "MONITOR");
+    return split_setting(line->text, key, &value) && equal_ignoring_case(key, name);
 }
+
+static void write_monitor(FILE *out, const ini_line *line, const char *key, const item_record *item) {
+    fprintf(out, "%s=%s%s", key, item->Monitor == 1 ? "TRUE" : "FALSE", line->had_newline ? "\n" : "");
+}
+
+// ---- Hiding
 
 // A blank line ends a section for the reader, not here: MONITOR lines are looked for up to the next head.
 // Those of sections beyond the table are copied as they stand.
-static void copy_with_monitors(FILE *in, FILE *out, const item_record *items, int32_t item_count) {
+static void copy_with_monitors(FILE *in, FILE *out, const rewrite *what) {
     ini_section section = NO_SECTION;
     int32_t item = -1;
     ini_line line;
@@ -30,13 +46,122 @@ static void copy_with_monitors(FILE *in, FILE *out, const item_record *items, in
             section = head;
         if (head == SECTION_ITEM)
             item++;
-        if (section == SECTION_ITEM && item < item_count && is_monitor_line(&line, key))
-            fprintf(out, "%s=%s%s", key, items[item].Monitor == 1 ? "TRUE" : "FALSE",
-                    line.had_newline ? "\n" : "");
+        if (section == SECTION_ITEM && item < what->item_count && is_key(&line, "MONITOR", key))
+            write_monitor(out, &line, key, &what->items[item]);
         else
             write_text(out, &line);
     }
 }
+
+// ---- Saving
+
+struct saved_key {
+    const char *name;
+    std::string (*value)(const system_settings *system);
+};
+
+static const char *truth(uint32_t flag) { return flag == 1 ? "TRUE" : "FALSE"; }
+
+static const saved_key items_page_keys[] = {
+    {"POLLING", [](const system_settings *s) { return std::to_string(s->Polling); }},
+};
+
+static const saved_key alert_page_keys[] = {
+    {"PAGERID", [](const system_settings *s) -> std::string { return s->PagerId; }},
+    {"OUTLINE", [](const system_settings *s) -> std::string { return s->Outline; }},
+    {"PHONENUMBER", [](const system_settings *s) -> std::string { return s->PhoneNumber; }},
+    {"MACHINENAME", [](const system_settings *s) -> std::string { return s->MachineName; }},
+    {"MAILSERVER", [](const system_settings *s) -> std::string { return s->MailServer; }},
+    {"SERVERPORT", [](const system_settings *s) -> std::string { return s->ServerPort; }},
+    {"MAILBOX", [](const system_settings *s) -> std::string { return s->MailBox; }},
+    {"PAGERALERT", [](const system_settings *s) -> std::string { return truth(s->PagerAlert); }},
+    {"MAILALERT", [](const system_settings *s) -> std::string { return truth(s->MailAlert); }},
+};
+
+// A last line that ends in a carriage return alone gets a newline in its place, as every reader of lines
+// would see it. In the middle of a long line (its 79th character) it is copied like any other.
+static void end_like_a_line(ini_line *line) {
+    bool ends_in_return = line->length > 0 && line->text[line->length - 1] == '\r';
+    if (line->had_newline || !ends_in_return || line->length == INI_LINE_SIZE - 1)
+        return;
+    line->text[--line->length] = '\0';
+    line->had_newline = true;
+}
+
+// Items stay items until the parameters begin; what comes after that head is copied.
+static ini_section section_behind(ini_section section, ini_section head) {
+    if (section == SECTION_PARAMETER || head == NO_SECTION)
+        return section;
+    if (section == SECTION_ITEM && head != SECTION_PARAMETER)
+        return section;
+    return head;
+}
+
+// What is left of a line that was longer than a piece belongs to the value that was replaced. True when it
+// ended in a newline.
+static bool skip_rest(FILE *in, const ini_line *line) {
+    ini_line rest = *line;
+    while (!rest.had_newline && read_ini_line(in, &rest))
+        ;
+    return rest.had_newline;
+}
+
+static void replace_value(FILE *in, FILE *out, const ini_line *line, const char *key,
+                          const std::string &value) {
+    fprintf(out, "%s=%s%s", key, value.c_str(), skip_rest(in, line) ? "\n" : "");
+}
+
+static bool replace_setting(FILE *in, FILE *out, const ini_line *line, const system_settings *system,
+                            const saved_key *keys, size_t count) {
+    char key[INI_LINE_SIZE];
+    for (size_t i = 0; i < count; i++) {
+        if (!is_key(line, keys[i].name, key))
+            continue;
+        replace_value(in, out, line, key, keys[i].value(system));
+        return true;
+    }
+    return false;
+}
+
+// The n-th MONITOR line gets the flag of item n: counted by these lines, not by heads, on purpose. Those
+// beyond the table are copied.
+static bool replace_monitor(FILE *in, FILE *out, const ini_line *line, const rewrite *what, int32_t *item) {
+    char key[INI_LINE_SIZE];
+    if (*item >= what->item_count || !is_key(line, "MONITOR", key))
+        return false;
+    replace_value(in, out, line, key, truth(what->items[*item].Monitor));
+    ++*item;
+    return true;
+}
+
+static void copy_with_settings(FILE *in, FILE *out, const rewrite *what, const saved_key *keys,
+                               size_t count) {
+    ini_section section = NO_SECTION;
+    int32_t item = 0; // of the next MONITOR line
+    ini_line line;
+    while (read_ini_line(in, &line)) {
+        end_like_a_line(&line);
+        ini_section head = section_of_head(line.text);
+        section = section_behind(section, head);
+        bool replaced = false;
+        if (head == NO_SECTION && section == SECTION_SYSTEM)
+            replaced = replace_setting(in, out, &line, what->system, keys, count);
+        if (head == NO_SECTION && section == SECTION_ITEM && what->items != nullptr)
+            replaced = replace_monitor(in, out, &line, what, &item);
+        if (!replaced)
+            write_text(out, &line);
+    }
+}
+
+static void copy_items_page(FILE *in, FILE *out, const rewrite *what) {
+    copy_with_settings(in, out, what, items_page_keys, std::size(items_page_keys));
+}
+
+static void copy_alert_page(FILE *in, FILE *out, const rewrite *what) {
+    copy_with_settings(in, out, what, alert_page_keys, std::size(alert_page_keys));
+}
+
+// ---- The files
 
 // A file that was not written whole gives way to the one it was made from.
 static ini_write_result take_back(ini_write_failure failure, const char *path) {
@@ -44,9 +169,18 @@ static ini_write_result take_back(ini_write_failure failure, const char *path) {
     return {failure, path};
 }
 
-ini_write_result rewrite_monitor_lines(const item_record *items, int32_t item_count) {
-    if (os_rename(KESTREL_INI, KESTREL_INI_OLD) != 0)
-        return {INI_NOT_OPENED, KESTREL_INI_OLD}; // a stale .old must not become the configuration
+// A stale .old must never replace a configuration that is there. If none is there any more, saving makes one
+// from it, with the settings in memory; hiding does not.
+static bool set_aside(const rewrite *what) {
+    if (os_rename(KESTREL_INI, KESTREL_INI_OLD) == 0)
+        return true;
+    bool saves = what->system != nullptr;
+    return saves && !os_exists(KESTREL_INI);
+}
+
+static ini_write_result rewrite_file(const rewrite *what) {
+    if (!set_aside(what))
+        return {INI_NOT_OPENED, KESTREL_INI_OLD};
     FILE *in = os_fopen(KESTREL_INI_OLD, "r");
     if (in == nullptr)
         return take_back(INI_NOT_OPENED, KESTREL_INI_OLD);
@@ -55,7 +189,7 @@ ini_write_result rewrite_monitor_lines(const item_record *items, int32_t item_co
         os_fclose(in);
         return take_back(INI_NOT_OPENED, KESTREL_INI);
     }
-    copy_with_monitors(in, out, items, item_count);
+    what->copy(in, out, what);
     bool complete = ferror(in) == 0 && ferror(out) == 0;
     int in_closed = os_fclose(in);
     int out_closed = os_fclose(out);
@@ -64,4 +198,20 @@ ini_write_result rewrite_monitor_lines(const item_record *items, int32_t item_co
     if (in_closed != 0)
         return {INI_NOT_CLOSED, KESTREL_INI_OLD};
     return {INI_WRITTEN, nullptr};
+}
+
+ini_write_result rewrite_items_page(const system_settings *system, const item_record *items,
+                                    int32_t item_count) {
+    rewrite what = {copy_items_page, system, items, item_count};
+    return rewrite_file(&what);
+}
+
+ini_write_result rewrite_alert_page(const system_settings *system) {
+    rewrite what = {copy_alert_page, system, nullptr, 0};
+    return rewrite_file(&what);
+}
+
+ini_write_result rewrite_monitor_lines(const item_record *items, int32_t item_count) {
+    rewrite what = {copy_with_monitors, nullptr, items, item_count};
+    return rewrite_file(&what);
 }

@@ -14,5 +14,14 @@ struct ini_write_result {
     const char *path; // of the file that could not be opened or closed
 };
 
+// What the Save button of the Items page writes: the interval, and which items are monitored. The n-th
+// MONITOR line belongs to item n.
+ini_write_result rewrite_items_page(const system_settings *system, const item_record *items,
+                                    int32_t item_count);
+
+// What the Save button of the Alert page writes: the settings of mail and pager. A key that the file lacks is
+// not added.
+ini_write_result rewrite_alert_page(const system_settings *system);
+
 // Writes each item's Monitor (1: TRUE, else FALSE) into the MONITOR line of its [Item] section.
 ini_write_result rewrite_monitor_lines(const item_record *items, int32_t item_count);
