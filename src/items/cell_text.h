@@ -16,3 +16,13 @@ void low_limit_text(const item_display *display, char cell[CELL_SIZE]); // empty
 
 // The value of a good reading: a number, a word or a switch's state.
 void status_text(const item_display *display, char cell[CELL_SIZE]);
+
+// ---- Texts of the window. A temperature of 0 is "N/A" there; a switch is "Bad" when it reads 1, else
+// "Good".
+
+constexpr size_t LIMIT_LINE_SIZE = 100;
+
+void summary_text(const item_display *display, char cell[CELL_SIZE]);       // "12.10 V", "45'C / 113'F"
+void chart_reading_text(const item_display *display, char cell[CELL_SIZE]); // of a fan, voltage, temperature
+void chart_limit_text(const item_display *display, char line[LIMIT_LINE_SIZE]); // "Low Limit: 2000 RPM"
+void list_status_text(const item_display *display, char cell[CELL_SIZE]);       // "12.10", "45/113", "Bad"

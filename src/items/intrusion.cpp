@@ -265,6 +265,8 @@ static int reread_switch(const system_settings *system, const item_record *item,
 
 int reset_Intrusion(const system_settings *system, const item_record *items, int32_t item_count,
                     const parameter_record *parameters, int32_t parameter_count, item_record *item) {
+    if (item == nullptr)
+        return FAILED;
     const parameter_record *record = find_first_parameter(parameters, parameter_count, item->ParaIndex2);
     if (record == nullptr) {
         fprintf(stderr, "Error: \"%s\" is not defined.\n", item->Name);
