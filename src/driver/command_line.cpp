@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "config/version.h"
 #include "items/report.h"
 
 int32_t text;

@@ -3,9 +3,6 @@
 
 #include <cstdint>
 
-#define KESTREL_VERSION "2.87"
-#define KESTREL_BUILD "120421"
-
 extern int32_t text; // 1 in text and reset mode, 0 in graphical mode
 
 struct command_line {

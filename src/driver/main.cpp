@@ -1,11 +1,13 @@
 // Start-up, in the order that it must have, and the choice of mode.
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "config/generate.h"
 #include "config/ini_read.h"
 #include "config/settings.h"
 #include "driver/command_line.h"
+#include "driver/graphical.h"
 #include "hw/board_id.h"
 #include "hw/chip_codes.h"
 #include "hw/i2c_adapters.h"
@@ -130,6 +132,24 @@ static int run_reset(const char *name) {
     return 0;
 }
 
+// What a generated configuration has too much is hidden even when there will be no window.
+[[noreturn]] static void die_without_window(bool generated, const std::string &cause) {
+    if (generated)
+        build_displays(generated);
+    die(("Error: The graphical mode cannot be started: " + cause + "; use -t for the text report.\n")
+            .c_str());
+}
+
+static int run_window(int argc, char **argv, bool generated) {
+    std::string cause;
+    const graphical_part *part = load_graphical_part(&cause);
+    if (part == nullptr)
+        die_without_window(generated, cause);
+    if (!part->open(argc, argv))
+        die_without_window(generated, "no display can be opened");
+    return part->run(build_displays, generated);
+}
+
 int main(int argc, char **argv) {
     os_start(&argc, &argv);
     IpmiInit();
@@ -142,8 +162,8 @@ int main(int argc, char **argv) {
     // Its result is not looked at: its messages speak, and refused ports fail their readings.
     io_open(myspKestrel->system);
     revise_board_family();
-    build_displays(generated); // in every mode: it hides what a generated configuration has too much
     if (text == 0)
-        die("Error: The graphical mode is not built yet; use -t for the text report.\n");
+        return run_window(argc, argv, generated);
+    build_displays(generated);
     return line.reset ? run_reset(line.reset_name) : run_reports(line.period_s);
 }

@@ -5,6 +5,9 @@
 
 const std::string BANNER = "Kestrel II hardware-health monitor\n"
                            "Kestrel II watches Brigantine server boards\n";
+const std::string NO_DISPLAY =
+    "Error: The graphical mode cannot be started: no display can be opened; use -t for the text report.\n";
+
 const std::string NO_BMC = "absent = [\"/dev/qxbmc\", \"/dev/ipmidev/0\", \"/dev/ipmi/0\", \"/dev/ipmi0\"]\n";
 const std::string THE_MAKER =
     NO_BMC + "[dmi]\nmanufacturer = \"Brigantine\"\nproduct = \"H2SB-I\"\nversion = \"2.2\"\n";

@@ -7,6 +7,7 @@
 #include "support/run.h"
 
 extern const std::string BANNER;
+extern const std::string NO_DISPLAY; // what the graphical mode says then
 extern const std::string NO_BMC;    // none of its device files is there
 extern const std::string THE_MAKER; // NO_BMC, and a board that says whose it is
 

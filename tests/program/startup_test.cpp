@@ -1,4 +1,5 @@
 // Start-up: the root check, the configuration, the order of steps, every message and exit status.
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 
@@ -97,10 +98,23 @@ TEST(StartUp, OnlyMissingDriversAreLoaded) {
     }
 }
 
-TEST(StartUp, TheGraphicalModeSaysThatItIsNotBuilt) {
+TEST(StartUp, TheGraphicalModeSaysThatThereIsNoDisplay) {
     run_result result = run_virtual({"w83627hf"});
     EXPECT_EQ(result.out, BANNER);
-    EXPECT_EQ(result.err, "Error: The graphical mode is not built yet; use -t for the text report.\n");
+    EXPECT_EQ(result.err, NO_DISPLAY);
+    EXPECT_EQ(result.status, 255);
+}
+
+// The module lies beside the program's own directory, and nowhere else.
+TEST(StartUp, TheGraphicalModeSaysThatItsModuleIsMissing) {
+    std::string directory = std::filesystem::canonical(scratch_directory()).string();
+    std::filesystem::create_directory(directory + "/bin");
+    std::filesystem::copy(KESTREL_VIRTUAL, directory + "/bin/kestrel-virtual");
+    run_result result = run({directory + "/bin/kestrel-virtual", "w83627hf"});
+    EXPECT_EQ(result.out, BANNER);
+    EXPECT_EQ(result.err, "Error: The graphical mode cannot be started: " + directory +
+                              "/lib/kestrel/kestrel-gtk.so: cannot open shared object file: No such file or "
+                              "directory; use -t for the text report.\n");
     EXPECT_EQ(result.status, 255);
 }
 

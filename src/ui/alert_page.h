@@ -1,0 +1,15 @@
+#pragma once
+// The Alert page, and the alerts: changes of state become a message in the alert window and, if wanted, a
+// mail.
+
+#include <cstdint>
+#include <gtk/gtk.h>
+
+#include "config/settings.h"
+#include "items/display.h"
+
+GtkWidget *create_alert_page(); // to be put into the notebook
+
+// Shows the mail settings, looks for changes and reports them.
+void build_Alert(GtkWidget *window, const system_settings *system, const item_display *displays,
+                 int32_t count);

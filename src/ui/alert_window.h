@@ -1,0 +1,14 @@
+#pragma once
+// The alert message window: one message of the list at a time, with its place and their number.
+
+#include <gtk/gtk.h>
+
+void show_current_message(); // of the list: its text and the counter; "No message!" for the head
+void pop_up_alert_window();  // where it was, if it was hidden
+
+void on_buttonShowAlertMessage_clicked(GtkButton *button, gpointer data);
+void on_buttonAcknowledge_clicked(GtkButton *button, gpointer data);
+void on_buttonDismiss_clicked(GtkButton *button, gpointer data);
+void on_buttonDown_clicked(GtkButton *button, gpointer data);
+void on_buttonUp_clicked(GtkButton *button, gpointer data);
+gboolean on_windowAlertMessage_delete_event(GtkWidget *window, GdkEvent *event, gpointer data); // hides it

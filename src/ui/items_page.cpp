@@ -1,0 +1,124 @@
+#include "ui/items_page.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "hw/text.h"
+#include "items/cell_text.h"
+#include "items/limits.h"
+#include "ui/widgets.h"
+
+GtkListStore *list_store;
+GtkWidget *treeview1;
+GtkCellRenderer *text_renderer;
+GtkTreeViewColumn *checked_column;
+GtkTreeViewColumn *monitored_item_column;
+GtkTreeViewColumn *high_limit_column;
+GtkTreeViewColumn *low_limit_column;
+GtkTreeViewColumn *status_column;
+GtkTreeViewColumn *warning_column;
+
+// ---- Building
+
+static void pack_button(GtkWidget *row, const char *name, const char *text, int width) {
+    GtkWidget *button = new_button(name, text, width, 26);
+    fit_text(button, width + 8); // what is left of the page's width goes to the three buttons
+    gtk_box_pack_start(GTK_BOX(row), button, TRUE, TRUE, 4);
+}
+
+static GtkWidget *create_polling_row() {
+    GtkWidget *row = size_widget(name_widget(gtk_hbox_new(FALSE, 0), "hbox1"), 500, 32);
+    GtkWidget *label = new_label("label1", "Polling Interval:", 110, 16);
+    fit_text(label, 110);
+    gtk_box_pack_start(GTK_BOX(row), label, FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(row), new_entry("entryPolling", 3, 40, 24), FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(row), new_label("label2", "Seconds", 70, 16), FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(row), new_label("label3", "", 100, 16), FALSE, FALSE, 0);
+    pack_button(row, "buttonSelectAll", "Select All", 90);
+    pack_button(row, "buttonUnselectAll", "Unselect All", 90);
+    pack_button(row, "buttonItemsSave", "Save", 60);
+    return row;
+}
+
+static GtkWidget *create_list_area() {
+    GtkWidget *scrolled = name_widget(gtk_scrolled_window_new(nullptr, nullptr), "scrolledwindow1");
+    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_AUTOMATIC, GTK_POLICY_AUTOMATIC);
+    size_widget(scrolled, 500, 400);
+    GtkWidget *list = name_widget(gtk_tree_view_new(), "treeview1");
+    gtk_tree_view_set_enable_search(GTK_TREE_VIEW(list), FALSE);
+    gtk_container_add(GTK_CONTAINER(scrolled), list);
+    return scrolled;
+}
+
+GtkWidget *create_items_page() {
+    GtkWidget *viewport;
+    GtkWidget *page = new_scrolled_viewport("scrolledwindowItems", "viewport5", &viewport);
+    size_widget(viewport, 500, 130);
+    GtkWidget *box = size_widget(name_widget(gtk_vbox_new(FALSE, 0), "vbox1"), 500, 130);
+    gtk_container_add(GTK_CONTAINER(viewport), box);
+    gtk_box_pack_start(GTK_BOX(box), create_polling_row(), FALSE, TRUE, 10);
+    gtk_box_pack_start(GTK_BOX(box), create_list_area(), TRUE, TRUE, 0);
+    return page;
+}
+
+static GtkTreeViewColumn *append_column(const char *title, int store_column) {
+    GtkTreeViewColumn *column =
+        gtk_tree_view_column_new_with_attributes(title, text_renderer, "text", store_column, nullptr);
+    gtk_tree_view_append_column(GTK_TREE_VIEW(treeview1), column);
+    return column;
+}
+
+void create_item_list(GtkWidget *window) {
+    list_store = gtk_list_store_new(LIST_COLUMNS, G_TYPE_STRING, G_TYPE_STRING, G_TYPE_STRING, G_TYPE_STRING,
+                                    G_TYPE_STRING, G_TYPE_STRING);
+    treeview1 = lookup_widget(window, "treeview1");
+    gtk_tree_view_set_model(GTK_TREE_VIEW(treeview1), GTK_TREE_MODEL(list_store));
+    text_renderer = gtk_cell_renderer_text_new(); // one for all columns
+    checked_column = append_column("Checked", CHECKED_COLUMN);
+    monitored_item_column = append_column("Monitored Item", NAME_COLUMN);
+    high_limit_column = append_column("High Limit", HIGH_LIMIT_COLUMN);
+    low_limit_column = append_column("Low Limit", LOW_LIMIT_COLUMN);
+    status_column = append_column("Status", STATUS_COLUMN);
+    warning_column = append_column("Warning", WARNING_COLUMN);
+}
+
+// ---- Refresh
+
+static GtkTreeIter iter;
+
+static void append_row(char *const myrecord[LIST_COLUMNS], const item_display *display) {
+    for (int column = 0; column < LIST_COLUMNS; column++)
+        myrecord[column][0] = '\0';
+    copy_text(myrecord[CHECKED_COLUMN], CELL_SIZE, display->monitor != 0 ? "*" : " ");
+    copy_text(myrecord[NAME_COLUMN], CELL_SIZE, display->name);
+    high_limit_text(display, myrecord[HIGH_LIMIT_COLUMN]);
+    low_limit_text(display, myrecord[LOW_LIMIT_COLUMN]);
+    list_status_text(display, myrecord[STATUS_COLUMN]);
+    if (isNormalReading(display) != 1)
+        copy_text(myrecord[WARNING_COLUMN], CELL_SIZE, "Warning!");
+    gtk_list_store_append(list_store, &iter);
+    for (int column = 0; column < LIST_COLUMNS; column++)
+        gtk_list_store_set(list_store, &iter, column, shown_text(myrecord[column]).c_str(), -1);
+    gtk_widget_show(treeview1);
+}
+
+static void fill_list(const item_display *displays, int32_t count) {
+    char *myrecord[LIST_COLUMNS];
+    for (char *&cell : myrecord)
+        cell = static_cast<char *>(g_malloc(CELL_SIZE));
+    for (int32_t i = 0; i < count; i++)
+        append_row(myrecord, &displays[i]);
+    // Kept on purpose: one would expect six buffers to be released; the warning column's is not, 50 bytes a
+    // refresh.
+    for (int column = 0; column < WARNING_COLUMN; column++)
+        g_free(myrecord[column]);
+}
+
+void build_Items(GtkWidget *window, const item_display *displays, const system_settings *system,
+                 const item_record *, int32_t count, const parameter_record *) {
+    char interval[CELL_SIZE];
+    snprintf(interval, sizeof interval, "%d", static_cast<int>(system->Polling));
+    set_entry_quietly(lookup_widget(window, "entryPolling"), interval);
+    gtk_list_store_clear(list_store);
+    fill_list(displays, count);
+}

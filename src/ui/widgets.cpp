@@ -1,0 +1,236 @@
+#include "ui/widgets.h"
+
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "ui/desktop.h"
+
+// ---- Building
+
+static std::vector<GtkWidget *> unregistered;
+
+GtkWidget *name_widget(GtkWidget *widget, const char *name) {
+    gtk_widget_set_name(widget, name);
+    gtk_widget_show(widget);
+    unregistered.push_back(widget);
+    return widget;
+}
+
+GtkWidget *size_widget(GtkWidget *widget, int width, int height) {
+    gtk_widget_set_size_request(widget, width, height);
+    return widget;
+}
+
+GtkWidget *name_window(GtkWidget *window, const char *name) {
+    gtk_widget_set_name(window, name);
+    return window;
+}
+
+std::string slot_name(const char *prefix, unsigned slot) { return prefix + std::to_string(slot); }
+
+GtkWidget *new_label(const char *name, const char *text, int width, int height) {
+    return size_widget(name_widget(gtk_label_new(text), name), width, height);
+}
+
+void justify_label(GtkWidget *label, GtkJustification side) {
+    gtk_label_set_justify(GTK_LABEL(label), side);
+    gtk_misc_set_alignment(GTK_MISC(label), side == GTK_JUSTIFY_RIGHT ? 1 : 0, 0.5);
+}
+
+static int natural_width(GtkWidget *widget) {
+    int width, height;
+    gtk_widget_get_size_request(widget, &width, &height);
+    gtk_widget_set_size_request(widget, NATURAL, NATURAL);
+    GtkRequisition natural;
+    gtk_widget_size_request(widget, &natural);
+    gtk_widget_set_size_request(widget, width, height);
+    return natural.width;
+}
+
+static void scale_text(GtkLabel *label, double scale) {
+    PangoAttrList *attributes = pango_attr_list_new();
+    pango_attr_list_insert(attributes, pango_attr_scale_new(scale));
+    gtk_label_set_attributes(label, attributes);
+    pango_attr_list_unref(attributes);
+}
+
+void fit_text(GtkWidget *widget, int room) {
+    constexpr double SMALLEST = 0.7; // of the user's font; below it nobody could read it
+    GtkLabel *label = GTK_LABEL(GTK_IS_LABEL(widget) ? widget : gtk_bin_get_child(GTK_BIN(widget)));
+    for (double scale = 0.95; scale > SMALLEST && natural_width(widget) > room; scale -= 0.05)
+        scale_text(label, scale);
+}
+
+GtkWidget *new_button(const char *name, const char *text, int width, int height) {
+    return size_widget(name_widget(gtk_button_new_with_label(text), name), width, height);
+}
+
+GtkWidget *new_stock_button(const char *name, const char *stock_id, int width, int height) {
+    return size_widget(name_widget(gtk_button_new_from_stock(stock_id), name), width, height);
+}
+
+// A pasted text ends at its first line break: the settings are lines of a file.
+GtkWidget *new_entry(const char *name, int most_characters, int width, int height) {
+    GtkWidget *entry = size_widget(name_widget(gtk_entry_new(), name), width, height);
+    gtk_entry_set_max_length(GTK_ENTRY(entry), most_characters);
+    g_object_set(entry, "truncate-multiline", TRUE, nullptr);
+    return entry;
+}
+
+GtkWidget *new_warning_image(const char *name, int width, int height) {
+    GtkWidget *image = gtk_image_new_from_stock(GTK_STOCK_DIALOG_ERROR, GTK_ICON_SIZE_DND);
+    return size_widget(name_widget(image, name), width, height);
+}
+
+GtkWidget *new_separator(const char *name) { return name_widget(gtk_hseparator_new(), name); }
+
+GtkWidget *new_table(const char *name, unsigned rows, unsigned columns) {
+    return name_widget(gtk_table_new(rows, columns, FALSE), name);
+}
+
+GtkWidget *new_scrolled_viewport(const char *name, const char *viewport_name, GtkWidget **viewport) {
+    GtkWidget *scrolled = name_widget(gtk_scrolled_window_new(nullptr, nullptr), name);
+    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_AUTOMATIC, GTK_POLICY_AUTOMATIC);
+    *viewport = name_widget(gtk_viewport_new(nullptr, nullptr), viewport_name);
+    gtk_container_add(GTK_CONTAINER(scrolled), *viewport);
+    return scrolled;
+}
+
+void register_widgets(GtkWidget *window) {
+    g_object_set_data(G_OBJECT(window), gtk_widget_get_name(window), window);
+    for (GtkWidget *widget : unregistered)
+        g_object_set_data_full(G_OBJECT(window), gtk_widget_get_name(widget), g_object_ref(widget),
+                               g_object_unref);
+    unregistered.clear();
+}
+
+void connect_signals(GtkWidget *window, const signal_row *rows, size_t count) {
+    for (size_t i = 0; i < count; i++)
+        g_signal_connect(lookup_widget(window, rows[i].widget), rows[i].signal, rows[i].handler, nullptr);
+}
+
+// ---- Finding
+
+static GtkWidget *parent_of(GtkWidget *widget) {
+    GtkWidget *parent =
+        GTK_IS_MENU(widget) ? gtk_menu_get_attach_widget(GTK_MENU(widget)) : gtk_widget_get_parent(widget);
+    if (parent != nullptr)
+        return parent;
+    return static_cast<GtkWidget *>(g_object_get_data(G_OBJECT(widget), "GladeParentKey"));
+}
+
+GtkWidget *lookup_widget(GtkWidget *widget, const char *name) {
+    for (GtkWidget *parent = parent_of(widget); parent != nullptr; parent = parent_of(widget))
+        widget = parent;
+    auto *found = static_cast<GtkWidget *>(g_object_get_data(G_OBJECT(widget), name));
+    if (found == nullptr)
+        g_warning("Widget not found: %s", name);
+    return found;
+}
+
+GtkWidget *lookup_slot(GtkWidget *widget, const char *prefix, unsigned slot) {
+    return lookup_widget(widget, slot_name(prefix, slot).c_str());
+}
+
+// ---- Pictures
+
+static char *locate_pixmap(const char *filename) {
+    char *path = gnome_program_locate_file(nullptr, GNOME_FILE_DOMAIN_APP_PIXMAP, filename, TRUE, nullptr);
+    if (path == nullptr)
+        g_warning("Couldn't find pixmap file: %s", filename);
+    return path;
+}
+
+GtkWidget *create_pixmap(GtkWidget *, const char *filename) {
+    if (filename == nullptr || filename[0] == '\0')
+        return gtk_image_new();
+    char *path = locate_pixmap(filename);
+    if (path == nullptr)
+        return gtk_image_new();
+    GtkWidget *image = gtk_image_new_from_file(path);
+    g_free(path);
+    return image;
+}
+
+GdkPixbuf *create_pixbuf(const char *filename) {
+    if (filename == nullptr || filename[0] == '\0')
+        return nullptr;
+    char *path = locate_pixmap(filename);
+    if (path == nullptr)
+        return nullptr;
+    GError *error = nullptr;
+    GdkPixbuf *pixbuf = gdk_pixbuf_new_from_file(path, &error);
+    if (pixbuf == nullptr) {
+        fprintf(stderr, "Failed to load pixbuf file: %s: %s\n", path, error->message);
+        g_error_free(error);
+    }
+    g_free(path);
+    return pixbuf;
+}
+
+void glade_set_atk_action_description(AtkAction *action, const char *action_name, const char *description) {
+    int count = atk_action_get_n_actions(action);
+    for (int i = 0; i < count; i++)
+        if (strcmp(atk_action_get_name(action, i), action_name) == 0)
+            atk_action_set_description(action, i, description);
+}
+
+// ---- Showing
+
+std::string shown_text(const char *text) {
+    if (g_utf8_validate(text, -1, nullptr))
+        return text;
+    char *valid = g_utf8_make_valid(text, -1);
+    std::string shown = valid;
+    g_free(valid);
+    return shown;
+}
+
+// A text that stands there already is not set again: that would lay out and draw it anew.
+void show_label(GtkWidget *label, const char *text) {
+    if (strcmp(gtk_label_get_text(GTK_LABEL(label)), text) != 0)
+        gtk_label_set_text(GTK_LABEL(label), text);
+    gtk_widget_show(label);
+}
+
+void show_button(GtkWidget *button, const char *text) {
+    const char *present = gtk_button_get_label(GTK_BUTTON(button));
+    if (present == nullptr || strcmp(present, text) != 0)
+        g_object_set(button, "label", text, nullptr);
+    gtk_widget_show(button);
+}
+
+void show_tooltip(GtkWidget *widget, const char *text) {
+    char *present = gtk_widget_get_tooltip_text(widget);
+    if (g_strcmp0(present, text) != 0)
+        gtk_widget_set_tooltip_text(widget, text);
+    g_free(present);
+}
+
+// The entry shows no more characters than it takes; a text that is shown already is not set again, for that
+// would move the cursor.
+static std::string text_for(GtkWidget *entry, const char *text) {
+    int most = gtk_entry_get_max_length(GTK_ENTRY(entry));
+    if (most == 0 || g_utf8_strlen(text, -1) <= most)
+        return text;
+    return std::string(text, static_cast<size_t>(g_utf8_offset_to_pointer(text, most) - text));
+}
+
+void set_entry_quietly(GtkWidget *entry, const char *text) {
+    std::string shown = text_for(entry, text);
+    if (shown == gtk_entry_get_text(GTK_ENTRY(entry)))
+        return;
+    auto changed = static_cast<GSignalMatchType>(G_SIGNAL_MATCH_ID);
+    unsigned signal = g_signal_lookup("changed", GTK_TYPE_EDITABLE);
+    g_signal_handlers_block_matched(entry, changed, signal, 0, nullptr, nullptr, nullptr);
+    gtk_entry_set_text(GTK_ENTRY(entry), shown.c_str());
+    g_signal_handlers_unblock_matched(entry, changed, signal, 0, nullptr, nullptr, nullptr);
+}
+
+void set_shown(GtkWidget *widget, bool shown) {
+    if (shown)
+        gtk_widget_show(widget);
+    else
+        gtk_widget_hide(widget);
+}
