@@ -97,8 +97,11 @@ static void append_row(char *const myrecord[LIST_COLUMNS], const item_display *d
     if (isNormalReading(display) != 1)
         copy_text(myrecord[WARNING_COLUMN], CELL_SIZE, "Warning!");
     gtk_list_store_append(list_store, &iter);
-    for (int column = 0; column < LIST_COLUMNS; column++)
-        gtk_list_store_set(list_store, &iter, column, shown_text(myrecord[column]).c_str(), -1);
+    gtk_list_store_set(list_store, &iter, CHECKED_COLUMN, myrecord[CHECKED_COLUMN], NAME_COLUMN,
+                       shown_text(myrecord[NAME_COLUMN]).c_str(), HIGH_LIMIT_COLUMN,
+                       myrecord[HIGH_LIMIT_COLUMN], LOW_LIMIT_COLUMN, myrecord[LOW_LIMIT_COLUMN],
+                       STATUS_COLUMN, shown_text(myrecord[STATUS_COLUMN]).c_str(), WARNING_COLUMN,
+                       myrecord[WARNING_COLUMN], -1);
     gtk_widget_show(treeview1);
 }
 
