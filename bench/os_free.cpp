@@ -13,7 +13,7 @@
 std::string free_configuration;
 bool free_bmc;
 
-constexpr uint8_t EVERY_REGISTER = 100;
+uint8_t free_byte = 100;
 
 static int not_here() {
     errno = ENODEV;
@@ -24,12 +24,12 @@ void os_start(int *, char ***) {}
 int os_iopl(int) { return 0; }
 int os_ioperm(uint16_t, unsigned, bool) { return 0; }
 int os_inb(uint16_t, uint8_t *value) {
-    *value = EVERY_REGISTER;
+    *value = free_byte;
     return 0;
 }
 int os_outb(uint16_t, uint8_t) { return 0; }
 int os_inl(uint16_t, uint32_t *value) {
-    *value = EVERY_REGISTER;
+    *value = free_byte;
     return 0;
 }
 int os_outl(uint16_t, uint32_t) { return 0; }
@@ -48,10 +48,10 @@ int os_unmap(void *, size_t) { return 0; }
 
 int os_ioctl(int, unsigned long request, void *argument) {
     if (request == I2C_SMBUS)
-        static_cast<i2c_smbus_ioctl_data *>(argument)->data->byte = EVERY_REGISTER;
+        static_cast<i2c_smbus_ioctl_data *>(argument)->data->byte = free_byte;
     if (request == IPMICTL_RECEIVE_MSG) {
         auto *received = static_cast<ipmi_recv *>(argument);
-        memset(received->msg.data, EVERY_REGISTER, 20);
+        memset(received->msg.data, free_byte, 20);
         received->msg.data[0] = 0;
         received->msg.data_len = 20;
     }
