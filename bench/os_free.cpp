@@ -65,11 +65,12 @@ int os_wait_readable(int, bool *readable) {
 FILE *os_fopen(const char *, const char *) {
     return fmemopen(free_configuration.data(), free_configuration.size(), "r");
 }
+FILE *os_create_private(const char *, mode_t) { return nullptr; }
+int os_fchmod(FILE *, mode_t) { return not_here(); }
 int os_fclose(FILE *stream) { return fclose(stream); }
 bool os_exists(const char *) { return false; }
 int os_rename(const char *, const char *) { return not_here(); }
 int os_unlink(const char *) { return not_here(); }
-int os_chmod(const char *, mode_t) { return not_here(); }
 int os_list_directory(const char *, std::vector<std::string> *) { return not_here(); }
 int os_system(const char *) { return 0; }
 FILE *os_popen(const char *) { return nullptr; }

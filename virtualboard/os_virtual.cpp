@@ -307,6 +307,26 @@ FILE *os_fopen(const char *path, const char *mode) {
     return stream;
 }
 
+// As the real door does it.
+static FILE *create_private(const char *place, mode_t mode) {
+    unlink(place);
+    int fd = open(place, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+    return fd >= 0 && fchmod(fd, mode) == 0 ? fdopen(fd, "w") : nullptr;
+}
+
+FILE *os_create_private(const char *path, mode_t mode) {
+    end_if_signalled();
+    FILE *stream = create_private(real_path(path).c_str(), mode);
+    trace("create %s %04o%s", path, mode, outcome(stream == nullptr));
+    return stream;
+}
+
+int os_fchmod(FILE *stream, mode_t mode) {
+    bool failed = fflush(stream) != 0 || fchmod(fileno(stream), mode) != 0;
+    trace("fchmod %04o%s", mode, outcome(failed));
+    return failed ? -1 : 0;
+}
+
 int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
 
 bool os_exists(const char *path) {
@@ -323,12 +343,6 @@ int os_rename(const char *from, const char *to) {
 int os_unlink(const char *path) {
     int result = unlink(real_path(path).c_str());
     trace("unlink %s%s", path, outcome(result != 0));
-    return result;
-}
-
-int os_chmod(const char *path, mode_t mode) {
-    int result = chmod(real_path(path).c_str(), mode);
-    trace("chmod %s %04o%s", path, mode, outcome(result != 0));
     return result;
 }
 

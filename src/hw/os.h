@@ -46,15 +46,19 @@ int os_wait_readable(int fd, bool *readable);
 // whose failure means that what was written may not be on disk.
 FILE *os_fopen(const char *path, const char *mode);
 int os_fclose(FILE *stream);
+// A file of its own in a directory where others may write too: what lies at `path` is removed, a link never
+// followed, and the file made anew with exactly `mode`, open for writing; nullptr when that cannot be had.
+// os_fchmod changes the mode of an open file, after what was written to the stream so far is in it.
+FILE *os_create_private(const char *path, mode_t mode);
+int os_fchmod(FILE *stream, mode_t mode);
 bool os_exists(const char *path);
 int os_rename(const char *from, const char *to);
 int os_unlink(const char *path);
-int os_chmod(const char *path, mode_t mode);
 int os_list_directory(const char *path, std::vector<std::string> *names); // without "." and ".."
 
 // Processes. os_system returns the shell's wait status, or -1; os_popen a stream to read the command's output
 // from, or nullptr. os_exec replaces the process by the file, with an empty argument list, and returns only
-// on failure.
+// on failure. os_waitpid waits until that child has ended, signals or not; how it ended is not asked.
 int os_system(const char *command);
 FILE *os_popen(const char *command);
 int os_pclose(FILE *stream);

@@ -125,6 +125,28 @@ FILE *os_fopen(const char *path, const char *mode) { return fopen(path, mode); }
 
 int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
 
+// Gives up the file that was just made.
+static FILE *discard_file(const char *path, int fd) {
+    int error = errno;
+    close(fd);
+    unlink(path);
+    errno = error;
+    return nullptr;
+}
+
+FILE *os_create_private(const char *path, mode_t mode) {
+    unlink(path); // what cannot be removed makes O_EXCL fail
+    int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+    if (fd < 0)
+        return nullptr;
+    FILE *stream = fchmod(fd, mode) == 0 ? fdopen(fd, "w") : nullptr; // the umask may have taken bits away
+    return stream != nullptr ? stream : discard_file(path, fd);
+}
+
+int os_fchmod(FILE *stream, mode_t mode) {
+    return fflush(stream) == 0 && fchmod(fileno(stream), mode) == 0 ? 0 : -1;
+}
+
 bool os_exists(const char *path) {
     struct stat status;
     return stat(path, &status) == 0;
@@ -133,8 +155,6 @@ bool os_exists(const char *path) {
 int os_rename(const char *from, const char *to) { return rename(from, to); }
 
 int os_unlink(const char *path) { return unlink(path); }
-
-int os_chmod(const char *path, mode_t mode) { return chmod(path, mode); }
 
 int os_list_directory(const char *path, std::vector<std::string> *names) {
     DIR *directory = opendir(path);
@@ -161,7 +181,13 @@ void os_exec(const char *path) {
     execvp(path, no_arguments);
 }
 
-int os_waitpid(pid_t child) { return waitpid(child, nullptr, 0) == child ? 0 : -1; }
+int os_waitpid(pid_t child) {
+    pid_t ended;
+    do
+        ended = waitpid(child, nullptr, 0);
+    while (ended == -1 && errno == EINTR);
+    return ended == child ? 0 : -1;
+}
 
 void os_sleep(unsigned seconds) {
     while (seconds > 0) // a signal may end one sleep early

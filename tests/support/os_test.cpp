@@ -27,6 +27,8 @@ std::function<ssize_t(int, void *, size_t)> on_read;
 std::function<int(int, bool *)> on_wait;
 std::function<int(const char *)> on_system;
 std::function<std::string(const char *)> on_popen;
+std::function<pid_t()> on_fork;
+std::function<void(const char *)> on_exec;
 time_t now;
 int signal_holds;
 uint32_t uid;
@@ -34,6 +36,7 @@ uint32_t uid;
 static std::string log_text;
 static bool level_granted;
 static std::filesystem::path root;
+static FILE *private_file; // the last one that was made
 
 constexpr int MEMORY_FD = 1000;
 static std::map<uint32_t, uint8_t> memory;
@@ -67,6 +70,7 @@ void reset() {
     }
     std::filesystem::remove_all(root);
     std::filesystem::create_directories(root / "etc");
+    std::filesystem::create_directories(root / "tmp");
     on_inb = [](uint16_t) { return 0xFF; };
     on_outb = [](uint16_t, uint8_t) {};
     on_inl = [](uint16_t) { return 0xFFFFFFFF; };
@@ -79,6 +83,8 @@ void reset() {
     on_wait = [](int, bool *) { return -1; };
     on_system = [](const char *) { return 0; };
     on_popen = [](const char *) { return std::string(); };
+    on_fork = [] { return CHILD; };
+    on_exec = [](const char *) {};
     memory.clear();
     has_memory = false;
     refused_maps_from = UINT64_MAX;
@@ -182,11 +188,6 @@ std::string captured_stderr(const std::function<void()> &call) {
 } // namespace test_door
 
 using namespace test_door;
-
-static int not_in_tests() {
-    errno = ENOSYS;
-    return -1;
-}
 
 void os_start(int *, char ***) {}
 
@@ -317,8 +318,25 @@ FILE *os_fopen(const char *path, const char *mode) {
     return fails("fopen") ? nullptr : fopen(real_path(path).c_str(), mode);
 }
 
+FILE *os_create_private(const char *path, mode_t mode) {
+    private_file = fails("create") ? nullptr : fopen(real_path(path).c_str(), "w");
+    log_line("create %s %04o%s", path, mode, private_file == nullptr ? " failed" : "");
+    if (private_file != nullptr && fails("write"))
+        private_file = freopen("/dev/full", "w", private_file);
+    return private_file;
+}
+
+// The file's own mode stays, so that the test can read it whoever runs it.
+int os_fchmod(FILE *stream, mode_t mode) {
+    bool failed = fflush(stream) != 0 || fails("fchmod");
+    log_line("fchmod %04o %ld%s", mode, ftell(stream), failed ? " failed" : "");
+    return failed ? -1 : 0;
+}
+
 int os_fclose(FILE *stream) {
     bool failed = fails("fclose");
+    if (stream == private_file)
+        log_line("fclose%s", failed ? " failed" : "");
     int status = fclose(stream);
     return failed ? -1 : status;
 }
@@ -335,8 +353,6 @@ int os_unlink(const char *path) {
     log_line("unlink %s", path);
     return unlink(real_path(path).c_str());
 }
-
-int os_chmod(const char *, mode_t) { return not_in_tests(); }
 
 int os_list_directory(const char *path, std::vector<std::string> *names) {
     std::error_code failed;
@@ -363,9 +379,24 @@ FILE *os_popen(const char *command) {
 }
 
 int os_pclose(FILE *stream) { return fclose(stream); }
-pid_t os_fork() { return not_in_tests(); }
-void os_exec(const char *) {}
-int os_waitpid(pid_t) { return not_in_tests(); }
+
+pid_t os_fork() {
+    bool failed = fails("fork");
+    log_line("fork%s", failed ? " failed" : "");
+    return failed ? -1 : on_fork();
+}
+
+void os_exec(const char *path) {
+    log_line("exec %s", path);
+    on_exec(path);
+}
+
+int os_waitpid(pid_t child) {
+    bool failed = fails("waitpid");
+    log_line("waitpid %d%s", child, failed ? " failed" : "");
+    return failed ? -1 : 0;
+}
+
 void os_sleep(unsigned seconds) { log_line("sleep %u", seconds); }
 void os_usleep(unsigned microseconds) { log_line("usleep %u", microseconds); }
 uint32_t os_getuid() { return uid; }

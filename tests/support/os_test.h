@@ -6,11 +6,14 @@
 // ffffffff", "open /dev/mem 2" (flags), "close 50", "seek f0000", "map f0000 1000", "unmap 1000", "sleep 1",
 // "usleep 550000", "syslog kes2 1 0 4 TEXT", "rename A B", "unlink A", "system CMD", "popen CMD". A refused
 // or failed call has " failed" behind it. Reads, ioctls and waits are left to the test's own answers to log.
+// A private file: "create PATH 0600", "fchmod 0100 212" (bytes in the file by then), "fclose". Processes:
+// "fork", "exec PATH", "waitpid 4711".
 
 #include <cstdint>
 #include <ctime>
 #include <functional>
 #include <string>
+#include <sys/types.h>
 
 namespace test_door {
 
@@ -35,6 +38,11 @@ extern std::function<ssize_t(int fd, void *buffer, size_t size)> on_read;
 extern std::function<int(int fd, bool *readable)> on_wait; // as select: a count, -1 with errno
 extern std::function<int(const char *command)> on_system;
 extern std::function<std::string(const char *command)> on_popen; // what the command prints
+
+// Nothing is forked and nothing run: a fork answers as in the parent, unless the test says otherwise.
+constexpr pid_t CHILD = 4711;
+extern std::function<pid_t()> on_fork;
+extern std::function<void(const char *path)> on_exec;
 
 // Physical memory behind /dev/mem (opened through the default `on_open` once this is set): bytes not given
 // are 0.
@@ -61,7 +69,7 @@ void attach(monitor *chip); // answers on_inb and on_outb from it
 void grant_all_ports(bool on);
 
 // Call `name` ("ioperm", "fopen", "fclose", "rename", ...) fails with `error` the `nth` time from now (1: the
-// next).
+// next). "write" makes a private file one to which nothing can be written.
 void fail_call(const char *name, int nth, int error);
 
 // Files as the program names them ("/etc/Kestrel.ini").
