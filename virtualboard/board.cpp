@@ -369,24 +369,39 @@ static void read_copies(const toml::node &node, const std::filesystem::path &dir
 
 // ---- The rest of the machine
 
-static int error_of(const toml::node &node) {
+struct named_error {
+    const char *name;
+    int number;
+};
+
+static int error_of(const toml::node &node, std::initializer_list<named_error> known) {
     std::string name = text_of(node);
-    if (name == "EPERM")
-        return EPERM;
-    if (name == "ENOSYS")
-        return ENOSYS;
-    reject(node, "EPERM or ENOSYS belongs here");
+    std::string names;
+    for (const named_error &error : known) {
+        if (name == error.name)
+            return error.number;
+        names += (names.empty() ? "" : " or ") + std::string(error.name);
+    }
+    reject(node, names + " belongs here");
+}
+
+static int port_error_of(const toml::node &node) {
+    return error_of(node, {{"EPERM", EPERM}, {"ENOSYS", ENOSYS}});
 }
 
 static void read_refused(const toml::node &node, virtual_board *board) {
     for (const auto &[key, value] : table_of(node)) {
         unsigned long port;
         if (key.str() == "iopl")
-            board->iopl_error = error_of(value);
+            board->iopl_error = port_error_of(value);
+        else if (key.str() == "fork")
+            board->fork_error = error_of(value, {{"EAGAIN", EAGAIN}, {"ENOMEM", ENOMEM}});
+        else if (key.str() == "waitpid")
+            board->waitpid_error = error_of(value, {{"ECHILD", ECHILD}});
         else if (number_in_key(key.str(), 0xFFFF, &port))
-            board->ioperm_errors[static_cast<uint16_t>(port)] = error_of(value);
+            board->ioperm_errors[static_cast<uint16_t>(port)] = port_error_of(value);
         else
-            reject(value, "iopl or a port such as 0x295 belongs here");
+            reject(value, "iopl, fork, waitpid or a port such as 0x295 belongs here");
     }
 }
 
@@ -410,6 +425,19 @@ static void read_commands(const toml::node &node, virtual_board *board) {
             answer.status = byte_of(*status);
         board->commands[std::string(key.str())] = answer;
     }
+}
+
+constexpr int LONGEST_HANG_S = 3600;
+
+static void read_mail(const toml::node &node, mail_command *mail) {
+    const toml::table &table = table_of(node);
+    allow_keys(table, {"missing", "status", "hangs_s"});
+    if (const toml::node *missing = table.get("missing"))
+        mail->missing = truth_of(*missing);
+    if (const toml::node *status = table.get("status"))
+        mail->status = byte_of(*status);
+    if (const toml::node *hangs = table.get("hangs_s"))
+        mail->hangs_s = static_cast<unsigned>(integer_of(*hangs, LONGEST_HANG_S));
 }
 
 constexpr int DEEPEST_INCLUDE = 8; // a file that includes itself ends here
@@ -449,6 +477,8 @@ static bool read_machine_key(const toml::key &key, const toml::node &value, cons
         read_absent(value, board);
     else if (key.str() == "commands")
         read_commands(value, board);
+    else if (key.str() == "mail")
+        read_mail(value, &board->mail);
     else if (key.str() == "files")
         read_files(value, board);
     else if (key.str() == "configuration")

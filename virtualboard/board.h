@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bmc.h"
+#include "mailer.h"
 #include "memory.h"
 #include "monitor.h"
 #include "pci_functions.h"
@@ -30,8 +31,11 @@ struct virtual_board {
     uint32_t uid = 0;
     int iopl_error = 0;                    // not 0: iopl is refused with this errno
     std::map<uint16_t, int> ioperm_errors; // ports whose ioperm is refused
-    std::set<uint16_t> absent_ports;       // nobody answers there, and that is known: they read 0xFF
-    std::set<std::string> absent_files;    // under /dev, likewise
+    int fork_error = 0;                    // not 0: no process can be made
+    int waitpid_error = 0;                 // not 0: the wait for one fails, after it has ended
+    mail_command mail;
+    std::set<uint16_t> absent_ports;    // nobody answers there, and that is known: they read 0xFF
+    std::set<std::string> absent_files; // under /dev, likewise
     std::string configuration; // the product whose section of the master file is /etc/Kestrel.ini; "": none
     std::map<std::string, std::string> files;            // by path, beside those of root/
     std::map<std::string, std::filesystem::path> copies; // files of root/ that lie elsewhere

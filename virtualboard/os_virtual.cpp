@@ -7,11 +7,13 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "board.h"
 #include "device_files.h"
 #include "hw/port_grants.h"
+#include "mailer.h"
 #include "options.h"
 #include "private_root.h"
 #include "signals.h"
@@ -394,11 +396,37 @@ FILE *os_popen(const char *command) {
 
 int os_pclose(FILE *stream) { return fclose(stream); }
 
-pid_t os_fork() { return fail_with(ENOSYS); }
+// The child shares the trace file's position with its parent: what either has still in its buffer would be
+// written twice, or out of order.
+pid_t os_fork() {
+    end_if_signalled();
+    trace("fork%s", outcome(board.fork_error != 0));
+    if (board.fork_error != 0)
+        return fail_with(board.fork_error);
+    flush_trace();
+    return fork();
+}
 
-void os_exec(const char *) { fail_with(ENOSYS); }
+void os_exec(const char *path) {
+    std::string text;
+    bool readable = read_script(real_path(path), &text);
+    trace("exec %s%s", path, outcome(!readable));
+    flush_trace();
+    if (readable)
+        run_script(board.mail, real_path("/"), path, text, !options.keep.empty());
+}
 
-int os_waitpid(pid_t) { return fail_with(ECHILD); }
+// Nothing is half done while a child is waited for: a signal ends the run then, too.
+int os_waitpid(pid_t child) {
+    pid_t ended;
+    do {
+        end_if_signalled();
+        ended = waitpid(child, nullptr, 0);
+    } while (ended == -1 && errno == EINTR);
+    int error = ended == child ? board.waitpid_error : errno;
+    trace("waitpid%s", outcome(error != 0));
+    return error != 0 ? fail_with(error) : 0;
+}
 
 static void pass_time(double seconds) {
     if (!options.fast && !options.clock_given)

@@ -7,7 +7,7 @@ static FILE *trace_file;
 static unsigned unanswered;
 
 bool open_trace(const std::string &path) {
-    trace_file = fopen(path.c_str(), "w");
+    trace_file = fopen(path.c_str(), "we"); // not for the programs that a run starts
     return trace_file != nullptr;
 }
 
@@ -15,6 +15,11 @@ void close_trace() {
     if (trace_file != nullptr)
         fclose(trace_file);
     trace_file = nullptr;
+}
+
+void flush_trace() {
+    if (trace_file != nullptr)
+        fflush(trace_file);
 }
 
 void trace(const char *format, ...) {

@@ -6,6 +6,7 @@
 // False when the file cannot be written.
 bool open_trace(const std::string &path);
 void close_trace();
+void flush_trace(); // before a fork, and before a child gives way to another program
 
 [[gnu::format(printf, 1, 2)]] void trace(const char *format, ...);
 

@@ -18,6 +18,12 @@ TEST(Board, EveryKindOfEntryIsRead) {
                    "[refused]\n"
                    "iopl = \"ENOSYS\"\n"
                    "0x295 = \"EPERM\"\n"
+                   "fork = \"ENOMEM\"\n"
+                   "waitpid = \"ECHILD\"\n"
+                   "[mail]\n"
+                   "missing = true\n"
+                   "status = 75\n"
+                   "hangs_s = 3\n"
                    "[commands]\n"
                    "\"say it\" = { output = \"said\\n\", status = 3 }\n"
                    "[superio]\n"
@@ -52,6 +58,11 @@ TEST(Board, EveryKindOfEntryIsRead) {
     EXPECT_EQ(board.absent_ports.count(0x80), 1u);
     EXPECT_EQ(board.iopl_error, ENOSYS);
     EXPECT_EQ(board.ioperm_errors[0x295], EPERM);
+    EXPECT_EQ(board.fork_error, ENOMEM);
+    EXPECT_EQ(board.waitpid_error, ECHILD);
+    EXPECT_TRUE(board.mail.missing);
+    EXPECT_EQ(board.mail.status, 75);
+    EXPECT_EQ(board.mail.hangs_s, 3u);
     EXPECT_EQ(board.commands["say it"].output, "said\n");
     EXPECT_EQ(board.commands["say it"].status, 3);
     EXPECT_EQ(board.superio.index_port, 0x2E);
@@ -266,7 +277,16 @@ TEST(Board, AMistakeIsSaidWithItsLine) {
         {"absent = [0x10000]\n", "board.toml:1: a whole number from 0 to 65535 belongs here"},
         {"refused = 1\n", "board.toml:1: a table belongs here"},
         {"[refused]\niopl = \"EIO\"\n", "board.toml:2: EPERM or ENOSYS belongs here"},
-        {"[refused]\nport = \"EPERM\"\n", "board.toml:2: iopl or a port such as 0x295 belongs here"},
+        {"[refused]\nport = \"EPERM\"\n",
+         "board.toml:2: iopl, fork, waitpid or a port such as 0x295 belongs here"},
+        {"[refused]\n0x295 = \"EAGAIN\"\n", "board.toml:2: EPERM or ENOSYS belongs here"},
+        {"[refused]\nfork = \"EPERM\"\n", "board.toml:2: EAGAIN or ENOMEM belongs here"},
+        {"[refused]\nwaitpid = \"EINTR\"\n", "board.toml:2: ECHILD belongs here"},
+        {"mail = true\n", "board.toml:1: a table belongs here"},
+        {"[mail]\nfails = true\n", "board.toml:2: unknown key \"fails\""},
+        {"[mail]\nmissing = 1\n", "board.toml:2: true or false belongs here"},
+        {"[mail]\nstatus = 256\n", "board.toml:2: a whole number from 0 to 255 belongs here"},
+        {"[mail]\nhangs_s = 3601\n", "board.toml:2: a whole number from 0 to 3600 belongs here"},
         {"[commands]\nx = { text = \"\" }\n", "board.toml:2: unknown key \"text\""},
         {"[[monitor]]\nindx = 1\n", "board.toml:2: unknown key \"indx\" of a monitor"},
         {"[[monitor]]\nbankx = {}\n", "board.toml:2: unknown key \"bankx\" of a monitor"},
