@@ -72,6 +72,8 @@ static const worked_out boards[] = {
     // a limit register: 1 for the value and 2 for the word, twice; the temperature and the switch in trouble:
     // 3 tries of 3.
     {"nct6776f-faults", {0, 0, 7 * 3 * WORD + (9 * 3 + 2 * (1 + 2) + 2 * 3 * 3) * BYTE}},
+    // The same with every item normal.
+    {"lively", {0, 0, 5 * 3 * WORD + (9 * 3 + 2 * (1 + 2) + 2 * 3) * BYTE}},
     // 2 fans: bank read and written, two bytes read, for both limits and the value. The chip's switch: one
     // byte, which counts as failed and is not tried again. A switch in configuration mode: two keys, logical
     // device (2), register and value, exit: 7. A pin at the I/O base, which is known by now: it is bad, 3.
