@@ -20,6 +20,7 @@ static const char *const help =
     "  --uid N         the user id that the program sees (default: the board's, 0)\n"
     "  --fast          sleeps end at once; the board's clock moves on by them\n"
     "  --sleeps N      end the run at the Nth sleep, so that \"-t -i 5\" comes to an end\n"
+    "  --speed N       let the board's clock run N times as fast, so that what happens on it happens sooner\n"
     "  --clock TIME    switch the board on at TIME (\"2026-01-05 10:00:00\", local), and let only sleeps "
     "move it\n"
     "  --strict        end with status 99 when an access was neither answered nor declared absent\n"
@@ -74,6 +75,8 @@ static std::filesystem::path find_board(const char *name) {
     return name;
 }
 
+constexpr unsigned long MOST_SPEED = 1000;
+
 static unsigned long whole_number(const char *option, const char *argument, unsigned long least,
                                   unsigned long most) {
     char *end = nullptr;
@@ -108,7 +111,7 @@ static bool take_flag(const char *name, virtual_options *options) {
 }
 
 static bool wants_argument(const char *name) {
-    for (const char *known : {"--trace", "--keep", "--uid", "--sleeps", "--clock"})
+    for (const char *known : {"--trace", "--keep", "--uid", "--sleeps", "--speed", "--clock"})
         if (strcmp(name, known) == 0)
             return true;
     return false;
@@ -127,6 +130,9 @@ static void take_argument(const char *name, const char *argument, virtual_option
         options->uid_given = true;
         options->uid = static_cast<uint32_t>(
             whole_number("--uid wants a number from 0 to 4294967294, not", argument, 0, LARGEST_UID));
+    } else if (strcmp(name, "--speed") == 0) {
+        options->speed = static_cast<unsigned>(
+            whole_number("--speed wants a number from 1 to 1000, not", argument, 1, MOST_SPEED));
     } else if (strcmp(name, "--sleeps") == 0) {
         options->sleeps = static_cast<unsigned>(
             whole_number("--sleeps wants a number from 1 on, not", argument, 1, UINT_MAX));

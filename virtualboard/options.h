@@ -13,6 +13,7 @@ struct virtual_options {
     bool uid_given = false;
     uint32_t uid = 0;
     bool fast = false; // sleeps end at once; the board's clock moves on by them
+    unsigned speed = 1; // the board's clock runs so many times as fast as the real one
     bool clock_given = false;
     time_t clock = 0;    // the time at which the board is switched on
     bool strict = false; // an access that nobody answers ends the run with status STRICT_STATUS

@@ -86,6 +86,7 @@ static double board_seconds() {
     clock_gettime(CLOCK_MONOTONIC, &now);
     double real = static_cast<double>(now.tv_sec - switched_on.tv_sec) +
                   static_cast<double>(now.tv_nsec - switched_on.tv_nsec) / 1e9;
+    real *= options.speed;
     return options.fast ? real + slept_s : real;
 }
 

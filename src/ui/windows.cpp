@@ -173,6 +173,7 @@ static GtkWidget *create_alert_buttons() {
     GtkWidget *table = size_widget(new_table("table9", 2, 3), 318, 76);
     GtkWidget *counter = new_label("labelIndexCount", "0 / 0", 26, 16);
     justify_label(counter, GTK_JUSTIFY_RIGHT);
+    gtk_misc_set_padding(GTK_MISC(counter), 6, 0);
     attach(table, counter, 1, 0);
     attach(table, new_stock_button("buttonUp", GTK_STOCK_GO_UP, 90, 30), 2, 0);
     GtkWidget *acknowledge = new_button("buttonAcknowledge", "Acknowledge", 90, 30);

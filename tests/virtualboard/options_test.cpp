@@ -26,6 +26,9 @@ TEST(VirtualOptions, MistakesEndWithStatusTwo) {
         {"--sleeps", "-1", "w83627hf"},
         {"--sleeps", "0", "w83627hf", "-t"},
         {"--sleeps", "4294967296", "w83627hf", "-t"},
+        {"--speed", "0", "w83627hf", "-t"},
+        {"--speed", "1001", "w83627hf", "-t"},
+        {"--speed", "fast", "w83627hf", "-t"},
         {"--clock", "yesterday", "w83627hf"},
         {"--clock", "2026-02-30 10:00:00", "w83627hf", "-t"}, // no such day
         {"--clock", "2026-04-31 10:00:00", "w83627hf", "-t"},
@@ -52,6 +55,18 @@ TEST(VirtualOptions, TheLargestNumbersAreTaken) {
     run_result result = run_virtual({"--uid", "4294967294", "--sleeps", "4294967295", "w83627hf", "-t"});
     EXPECT_NE(result.out.find("Error: Can only be run as root.\n"), std::string::npos);
     EXPECT_EQ(run_virtual({"--clock", "2024-02-29 23:59:59", "w83627hf", "-t"}).status, 0);
+}
+
+// A second is forty: the fan that stands still from second 30 to 60 does so in the second report alone.
+TEST(VirtualOptions, TheBoardsClockCanRunFast) {
+    run_result result = run({KESTREL_VIRTUAL, "--speed", "40", "--sleeps", "3", "lively", "-t", "-i", "1"});
+    std::vector<std::string> states;
+    for (size_t at = result.out.find("Fan 3 "); at != std::string::npos;
+         at = result.out.find("Fan 3 ", at + 1)) {
+        std::string row = result.out.substr(at, result.out.find('\n', at) - at);
+        states.push_back(row.find("Warning!") != std::string::npos ? "failed" : "good");
+    }
+    EXPECT_EQ(states, (std::vector<std::string>{"good", "failed", "good"})) << result.out;
 }
 
 TEST(VirtualOptions, AnUnknownOptionSaysThatTheBoardComesFirst) {
