@@ -5,7 +5,6 @@
 #include <string>
 
 #include "alert/alert_list.h"
-#include "alert/mail.h"
 #include "hw/os.h"
 #include "items/changes.h"
 #include "ui/alert_window.h"
@@ -90,21 +89,19 @@ static void add_message(const char *changes) {
     current_alert_msg_node = node;
 }
 
-static void mail_changes(const system_settings *system, const char *changes) {
-    switch (send_mail(HEALTH_MAIL, system->MailBox, system->MachineName, changes)) {
-    case MAIL_SENT:
-        printf("Send an alert through E-mail successfully.\n");
-        fflush(stdout);
-        break;
-    case MAIL_NO_FORK:
+bool was_mailed(mail_outcome outcome) {
+    if (outcome == MAIL_NO_FORK)
         g_print("fork() error!\n");
-        break;
-    case MAIL_NO_WAIT:
+    if (outcome == MAIL_NO_WAIT)
         g_print("waitpid() error!\n");
-        break;
-    case MAIL_NO_SCRIPT: // nothing was sent, and nothing is said
-        break;
-    }
+    return outcome == MAIL_SENT;
+}
+
+static void mail_changes(const system_settings *system, const char *changes) {
+    if (!was_mailed(send_mail(HEALTH_MAIL, system->MailBox, system->MachineName, changes)))
+        return;
+    printf("Send an alert through E-mail successfully.\n");
+    fflush(stdout);
 }
 
 void build_Alert(GtkWidget *window, const system_settings *system, const item_display *displays,
