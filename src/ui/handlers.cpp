@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "alert/mail.h"
 #include "config/settings.h"
 #include "hw/os.h"
 #include "hw/text.h"
