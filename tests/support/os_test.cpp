@@ -314,8 +314,25 @@ int os_ioctl(int fd, unsigned long request, void *argument) {
 
 int os_wait_readable(int fd, bool *readable) { return fails("wait") ? -1 : on_wait(fd, readable); }
 
+static ssize_t fill_buffer(void *file, char *bytes, size_t size) {
+    if (fails("fread"))
+        return -1;
+    return static_cast<ssize_t>(fread(bytes, 1, size, static_cast<FILE *>(file)));
+}
+
+static ssize_t empty_buffer(void *file, const char *bytes, size_t size) {
+    size_t written = fails("fwrite") ? size / 2 : size;
+    return static_cast<ssize_t>(fwrite(bytes, 1, written, static_cast<FILE *>(file)));
+}
+
+static int close_file(void *file) { return fclose(static_cast<FILE *>(file)); }
+
+// A plain file, unless one of its buffers is to fail.
 FILE *os_fopen(const char *path, const char *mode) {
-    return fails("fopen") ? nullptr : fopen(real_path(path).c_str(), mode);
+    FILE *file = fails("fopen") ? nullptr : fopen(real_path(path).c_str(), mode);
+    if (file == nullptr || failures.count("fread") + failures.count("fwrite") == 0)
+        return file;
+    return fopencookie(file, mode, {fill_buffer, empty_buffer, nullptr, close_file});
 }
 
 FILE *os_create_private(const char *path, mode_t mode) {

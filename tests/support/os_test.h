@@ -69,7 +69,9 @@ void attach(monitor *chip); // answers on_inb and on_outb from it
 void grant_all_ports(bool on);
 
 // Call `name` ("ioperm", "fopen", "fclose", "rename", ...) fails with `error` the `nth` time from now (1: the
-// next). "write" makes a private file one to which nothing can be written.
+// next). "fread" and "fwrite" are the fillings and emptyings of the buffers of files opened afterwards; a
+// write that fails leaves half of its bytes in the file, as a disk that runs full does. "write" makes a private
+// file one to which nothing can be written.
 void fail_call(const char *name, int nth, int error);
 
 // Files as the program names them ("/etc/Kestrel.ini").
