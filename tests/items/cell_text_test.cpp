@@ -205,3 +205,287 @@ TEST(StatusText, OtherCategoriesAreUnknown) {
     for (uint32_t cat : {4u, 5u, 6u, NOT_GIVEN, 0xFFFFFFFFu})
         EXPECT_EQ(status(display_of(cat, CHIP_18, 1)), "unknown") << cat;
 }
+
+// ---- Texts of the window
+
+static std::string summary(const item_display &display) {
+    char cell[CELL_SIZE] = "before";
+    summary_text(&display, cell);
+    return cell;
+}
+
+static std::string chart_reading(const item_display &display) {
+    char cell[CELL_SIZE] = "before";
+    chart_reading_text(&display, cell);
+    return cell;
+}
+
+static std::string chart_limit(const item_display &display) {
+    char line[LIMIT_LINE_SIZE] = "before";
+    chart_limit_text(&display, line);
+    return line;
+}
+
+static std::string list_status(const item_display &display) {
+    char cell[CELL_SIZE] = "before";
+    list_status_text(&display, cell);
+    return cell;
+}
+
+static item_display limits_of(uint32_t cat, int64_t high, int64_t low) {
+    item_display display = display_of(cat, CHIP_18, 1);
+    display.high_limit = high;
+    display.low_limit = low;
+    return display;
+}
+
+static item_display worded(int64_t celsius, uint32_t supported, const char *word) {
+    item_display display = display_of(CAT_TEMP, CHIP_W83793G, celsius);
+    display.thermal_text_supported = supported;
+    set_text(display.thermal_text, word);
+    return display;
+}
+
+// The pages print 32 bits of a number: 2^32 + 5 reads 5, and 2^63 - 1, whose low bits are all set, -1.
+TEST(PageText, FansInWholeTurns) {
+    static const number_case cases[] = {
+        {0, "0 RPM"},
+        {1, "1 RPM"},
+        {5000, "5000 RPM"},
+        {675000, "675000 RPM"},
+        {-1, "-1 RPM"},
+        {INT32_MAX, "2147483647 RPM"},
+        {INT32_MIN, "-2147483648 RPM"},
+        {4294967301, "5 RPM"},
+        {INT64_MAX, "-1 RPM"},
+        {INT64_MIN, "0 RPM"},
+    };
+    for (const number_case &c : cases) {
+        EXPECT_EQ(summary(display_of(CAT_FAN, CHIP_18, c.value)), c.text) << c.value;
+        EXPECT_EQ(chart_reading(display_of(CAT_FAN, CHIP_18, c.value)), c.text) << c.value;
+        EXPECT_EQ(chart_limit(limits_of(CAT_FAN, 1, c.value)), std::string("Low Limit: ") + c.text)
+            << c.value;
+    }
+}
+
+// Single precision throughout; the halves go as in HalvesGoByTheNearestSinglePrecisionNumber above.
+static const number_case page_volts[] = {
+    {1, "0.00 V"},
+    {4, "0.00 V"},
+    {5, "0.00 V"},
+    {6, "0.01 V"},
+    {255, "0.25 V"},
+    {999, "1.00 V"},
+    {995, "1.00 V"},
+    {1005, "1.00 V"},
+    {1065, "1.07 V"},
+    {1125, "1.12 V"}, // a tie, to the even digit
+    {1234, "1.23 V"},
+    {1236, "1.24 V"},
+    {3275, "3.28 V"},
+    {3300, "3.30 V"},
+    {12095, "12.10 V"},
+    {12096, "12.10 V"},
+    {12105, "12.10 V"},
+    {12115, "12.11 V"},
+    {100000, "100.00 V"},
+    {-1, "-0.00 V"},
+    {-6, "-0.01 V"},
+    {-12105, "-12.10 V"},
+    {-12115, "-12.11 V"},
+    // Quarters of a volt beyond 2^21.
+    {INT32_MIN, "-2147483.75 V"},
+    // Single-precision numbers are 128 apart below 2^31: 2147483600 is taken as 2147483648, which gives .648,
+    // and the nearest quarter is .75. Divided before it is rounded, it would be .600 and .50.
+    {2147483600, "2147483.75 V"},
+    // Taken as 2^63, which is 8589934.592 × 2^30 V; numbers are 2^30 apart there, so it is rounded up by
+    // 0.408 × 2^30 = 438086664.192 to 8589935 × 2^30.
+    {INT64_MAX, "9223372474941440.00 V"},
+    {INT64_MIN, "-9223372474941440.00 V"},
+};
+
+TEST(PageText, VoltagesWithTwoDecimals) {
+    for (const number_case &c : page_volts) {
+        EXPECT_EQ(summary(display_of(CAT_VOLTAGE, CHIP_18, c.value)), c.text) << c.value;
+        EXPECT_EQ(chart_reading(display_of(CAT_VOLTAGE, CHIP_18, c.value)), c.text) << c.value;
+        EXPECT_EQ(chart_limit(limits_of(CAT_VOLTAGE, c.value, 0)),
+                  std::string("High Limit: ") + c.text + "    Low Limit: 0.00 V")
+            << c.value;
+        EXPECT_EQ(chart_limit(limits_of(CAT_VOLTAGE, 0, c.value)),
+                  std::string("High Limit: 0.00 V    Low Limit: ") + c.text)
+            << c.value;
+    }
+}
+
+// Divided in double precision and rounded then, unlike the pages with charts: .600 and its nearest quarter.
+TEST(ListStatusText, VoltagesAreDividedBeforeTheyAreRounded) {
+    static const number_case cases[] = {{0, "0.00"},
+                                        {1234, "1.23"},
+                                        {12105, "12.10"},
+                                        {12115, "12.11"},
+                                        {-12096, "-12.10"},
+                                        {2147483600, "2147483.50"},
+                                        {INT64_MIN, "-9223372474941440.00"}};
+    for (const number_case &c : cases) {
+        EXPECT_EQ(list_status(display_of(CAT_VOLTAGE, CHIP_18, c.value)), c.text) << c.value;
+        EXPECT_EQ(high_limit(limits_of(CAT_VOLTAGE, c.value, 0)), c.text) << c.value;
+        EXPECT_EQ(low_limit(limits_of(CAT_VOLTAGE, 0, c.value)), c.text) << c.value;
+    }
+}
+
+TEST(PageText, VoltageOfZeroIsShortOnTheSummaryAlone) {
+    EXPECT_EQ(summary(display_of(CAT_VOLTAGE, CHIP_18, 0)), "0");
+    EXPECT_EQ(chart_reading(display_of(CAT_VOLTAGE, CHIP_18, 0)), "0.00 V");
+    EXPECT_EQ(list_status(display_of(CAT_VOLTAGE, CHIP_18, 0)), "0.00");
+    EXPECT_EQ(chart_limit(limits_of(CAT_VOLTAGE, 0, 0)), "High Limit: 0.00 V    Low Limit: 0.00 V");
+    EXPECT_EQ(summary(display_of(CAT_FAN, CHIP_18, 0)), "0 RPM");
+}
+
+// Celsius × 9 / 5 + 32: only the quotient is truncated, towards zero.
+TEST(PageText, TemperaturesInBothUnits) {
+    static const struct {
+        int64_t celsius;
+        const char *page;
+        const char *list;
+    } cases[] = {
+        {40, "40'C / 104'F", "40/104"},
+        {50, "50'C / 122'F", "50/122"},
+        {1, "1'C / 33'F", "1/33"},         // 9 / 5 = 1
+        {4, "4'C / 39'F", "4/39"},         // 36 / 5 = 7
+        {46, "46'C / 114'F", "46/114"},    // 414 / 5 = 82
+        {-1, "-1'C / 31'F", "-1/31"},      // -9 / 5 = -1
+        {-4, "-4'C / 25'F", "-4/25"},      // -36 / 5 = -7
+        {-5, "-5'C / 23'F", "-5/23"},      //
+        {-17, "-17'C / 2'F", "-17/2"},     // -153 / 5 = -30
+        {-18, "-18'C / 0'F", "-18/0"},     // -162 / 5 = -32
+        {-19, "-19'C / -2'F", "-19/-2"},   // -171 / 5 = -34
+        {-40, "-40'C / -40'F", "-40/-40"}, //
+        {127, "127'C / 260'F", "127/260"}, // 1143 / 5 = 228
+        {-128, "-128'C / -198'F", "-128/-198"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(summary(display_of(CAT_TEMP, CHIP_18, c.celsius)), c.page) << c.celsius;
+        EXPECT_EQ(chart_reading(display_of(CAT_TEMP, CHIP_18, c.celsius)), c.page) << c.celsius;
+        EXPECT_EQ(chart_limit(limits_of(CAT_TEMP, c.celsius, 1)), std::string("High Limit: ") + c.page)
+            << c.celsius;
+        EXPECT_EQ(list_status(display_of(CAT_TEMP, CHIP_18, c.celsius)), c.list) << c.celsius;
+        EXPECT_EQ(high_limit(limits_of(CAT_TEMP, c.celsius, 1)), c.list) << c.celsius;
+    }
+}
+
+// Fahrenheit is reckoned in 64 bits and cut to 32 when it is printed: 2^31 - 1 gives 19327352823 / 5 + 32 =
+// 3865470596, less 2^32. The reading 2^32 is not 0, although its low bits are: 2^32 × 9 / 5 + 32 =
+// 7730941164, less 2 × 2^32.
+TEST(PageText, TemperaturesBeyond32Bits) {
+    static const number_case cases[] = {
+        {INT32_MAX, "2147483647'C / -429496700'F"},
+        {4294967296, "0'C / -858993428'F"},
+        {4294967336, "40'C / -858993356'F"}, // 72 more
+    };
+    for (const number_case &c : cases) {
+        EXPECT_EQ(summary(display_of(CAT_TEMP, CHIP_18, c.value)), c.text) << c.value;
+        EXPECT_EQ(chart_reading(display_of(CAT_TEMP, CHIP_18, c.value)), c.text) << c.value;
+        EXPECT_EQ(chart_limit(limits_of(CAT_TEMP, c.value, 1)), std::string("High Limit: ") + c.text)
+            << c.value;
+    }
+}
+
+TEST(PageText, TemperatureOfZeroIsNotAvailable) {
+    for (uint32_t supported : {0u, 1u}) {
+        item_display display = worded(0, supported, "Low");
+        display.high_limit = 75;
+        EXPECT_EQ(summary(display), "N/A") << supported;
+        EXPECT_EQ(chart_reading(display), "N/A") << supported;
+        EXPECT_EQ(list_status(display), "N/A") << supported;
+        EXPECT_EQ(chart_limit(display), "High Limit: 75'C / 167'F") << supported;
+    }
+}
+
+TEST(PageText, LimitOfZeroDegreesIsANumber) {
+    EXPECT_EQ(chart_limit(limits_of(CAT_TEMP, 0, 1)), "High Limit: 0'C / 32'F");
+    EXPECT_EQ(high_limit(limits_of(CAT_TEMP, 0, 1)), "0/32");
+}
+
+TEST(PageText, WordsReplaceATemperatureWhereTheyAreSupported) {
+    static const struct {
+        uint32_t supported;
+        const char *word;
+        const char *page;
+        const char *list;
+    } cases[] = {
+        {0, "Overheat", "40'C / 104'F", "40/104"},
+        {1, "Overheat", "Overheat", "Overheat"},
+        {2, "Low", "Low", "Low"},
+        {0x80000000, "High", "High", "High"},
+        {1, "Tolerable", "Tolerable", "Tolerable"}, // 9 characters fill the field
+        {1, "", "", ""},
+    };
+    for (const auto &c : cases) {
+        item_display display = worded(40, c.supported, c.word);
+        display.high_limit = 75;
+        EXPECT_EQ(summary(display), c.page) << c.word << c.supported;
+        EXPECT_EQ(chart_reading(display), c.page) << c.word << c.supported;
+        EXPECT_EQ(list_status(display), c.list) << c.word << c.supported;
+        EXPECT_EQ(chart_limit(display), "High Limit: 75'C / 167'F") << c.word << c.supported;
+    }
+}
+
+TEST(PageText, WordsAreOfTemperaturesAlone) {
+    item_display display = worded(40, 1, "Overheat");
+    display.cat = CAT_FAN;
+    EXPECT_EQ(summary(display), "40 RPM");
+    EXPECT_EQ(chart_reading(display), "40 RPM");
+    EXPECT_EQ(list_status(display), "40");
+    display.cat = CAT_VOLTAGE;
+    EXPECT_EQ(summary(display), "0.04 V");
+    EXPECT_EQ(chart_reading(display), "0.04 V");
+    EXPECT_EQ(list_status(display), "0.04");
+    display.cat = CAT_SWITCH;
+    EXPECT_EQ(summary(display), "Good");
+    EXPECT_EQ(list_status(display), "Good");
+}
+
+// Bad when it reads exactly 1, whatever the chip: the report's other words are not those of the window.
+TEST(PageText, SwitchesAreGoodUnlessTheyReadOne) {
+    static const number_case cases[] = {{0, "Good"},         {1, "Bad"},          {2, "Good"},
+                                        {3, "Good"},         {-1, "Good"},        {4294967297, "Good"},
+                                        {INT64_MAX, "Good"}, {INT64_MIN, "Good"}, {256, "Good"}};
+    for (const number_case &c : cases)
+        for (uint32_t chip : {CHIP_18, CHIP_27, CHIP_31}) {
+            EXPECT_EQ(summary(display_of(CAT_SWITCH, chip, c.value)), c.text) << c.value << " chip " << chip;
+            EXPECT_EQ(list_status(display_of(CAT_SWITCH, chip, c.value)), c.text)
+                << c.value << " chip " << chip;
+        }
+}
+
+// The three texts of the list's row.
+TEST(ListStatusText, FansAndOtherCategories) {
+    static const struct {
+        uint32_t cat;
+        const char *high;
+        const char *low;
+        const char *status;
+    } cases[] = {
+        {CAT_FAN, "", "600", "1"},
+        {CAT_VOLTAGE, "75.00", "0.60", "0.00"},
+        {CAT_TEMP, "75000/135032", "", "1/33"},
+        {CAT_SWITCH, "", "", "Bad"},
+        {4, "unknown", "unknown", "unknown"},
+        {5, "unknown", "unknown", "unknown"},
+        {6, "unknown", "unknown", "unknown"},
+        {NOT_GIVEN, "unknown", "unknown", "unknown"},
+        {0xFFFFFFFF, "unknown", "unknown", "unknown"},
+    };
+    for (const auto &c : cases) {
+        item_display display = limits_of(c.cat, 75000, 600);
+        EXPECT_EQ(high_limit(display), c.high) << "category " << c.cat;
+        EXPECT_EQ(low_limit(display), c.low) << "category " << c.cat;
+        EXPECT_EQ(list_status(display), c.status) << "category " << c.cat;
+    }
+}
+
+TEST(ListStatusText, WholeTurnsOfFans) {
+    static const number_case cases[] = {{0, "0"}, {5400, "5400"}, {-1, "-1"}, {INT32_MAX, "2147483647"}};
+    for (const number_case &c : cases)
+        EXPECT_EQ(list_status(display_of(CAT_FAN, CHIP_18, c.value)), c.text) << c.value;
+}
