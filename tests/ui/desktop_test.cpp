@@ -1,0 +1,240 @@
+// The calls of the desktop library that are carried here.
+#include "ui/desktop.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "support/widget_tree.h"
+#include "support/window.h"
+#include "ui/windows.h"
+
+namespace fs = std::filesystem;
+
+static GnomeProgram *start(const char *property, const char *value) {
+    return gnome_program_init("kestrel", "2.87", libgnomeui_module_info_get(), 0, nullptr, property, value,
+                              nullptr);
+}
+
+// ---- Program
+
+TEST(Program, IsNoneWithoutADisplay) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process of its own, whose toolkit was never started
+    EXPECT_EXIT(
+        {
+            unsetenv("DISPLAY");
+            exit(start("app-datadir", "/data") == nullptr ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST(Program, KeepsWhatItIsStartedWith) {
+    test_window::open_display();
+    GnomeProgram *program = start("app-datadir", "/data");
+    ASSERT_NE(program, nullptr);
+    EXPECT_STREQ(program->app_id, "kestrel");
+    EXPECT_STREQ(program->app_version, "2.87");
+    EXPECT_STREQ(program->app_datadir, "/data");
+}
+
+TEST(Program, PassesOverUnknownProperties) {
+    test_window::open_display();
+    GnomeProgram *program =
+        gnome_program_init("kestrel", "2.87", libgnomeui_module_info_get(), 0, nullptr, "human-readable-name",
+                           "Kestrel", "app-datadir", "/data", "app-prefix", "/usr", nullptr);
+    ASSERT_NE(program, nullptr);
+    EXPECT_STREQ(program->app_datadir, "/data");
+}
+
+// ---- File locator
+
+static std::string locate(const std::string &name, gboolean only_if_exists) {
+    char *path = gnome_program_locate_file(nullptr, GNOME_FILE_DOMAIN_APP_PIXMAP, name.c_str(),
+                                           only_if_exists, nullptr);
+    std::string located = path != nullptr ? path : "none";
+    g_free(path);
+    return located;
+}
+
+// Data directory and "share" directory of the test, the latter beside the directory of its own program; both
+// with "pixmaps/FILE" if wanted. Gone at the end.
+struct places {
+    std::string file = "kestrel-locator-" + std::to_string(getpid());
+    fs::path data = testing::TempDir() + file;
+    fs::path share = fs::read_symlink("/proc/self/exe").parent_path() / ".." / "share";
+    bool had_share = fs::exists(share);
+};
+
+static std::string put(const places &at, const fs::path &directory) {
+    fs::create_directories(directory / "pixmaps");
+    fs::path path = directory / "pixmaps" / at.file;
+    std::ofstream(path) << "here";
+    return path;
+}
+
+static void remove(const places &at) {
+    fs::remove_all(at.data);
+    fs::remove(at.share / "pixmaps" / at.file);
+    std::error_code ignored; // another test may have a file there just now
+    if (!at.had_share && fs::remove(at.share / "pixmaps", ignored))
+        fs::remove(at.share, ignored);
+}
+
+TEST(FileLocator, LooksIntoTheDataDirectoryBeforeTheOwnShareDirectory) {
+    test_window::open_display();
+    places at;
+    start("app-datadir", at.data.c_str());
+    EXPECT_EQ(locate(at.file, TRUE), "none");
+    std::string in_share = put(at, at.share);
+    EXPECT_EQ(locate(at.file, TRUE), in_share);
+    std::string in_data = put(at, at.data);
+    EXPECT_EQ(locate(at.file, TRUE), in_data);
+    remove(at);
+    EXPECT_EQ(locate(at.file, TRUE), "none");
+}
+
+TEST(FileLocator, LooksIntoTheSystemsDirectoryAtLast) {
+    test_window::open_display();
+    if (!fs::is_directory("/usr/share/pixmaps"))
+        GTEST_SKIP() << "no pictures are installed";
+    start("app-datadir", "/nowhere");
+    for (const auto &entry : fs::directory_iterator("/usr/share/pixmaps")) {
+        if (fs::exists("/usr/local/share/pixmaps" / entry.path().filename()))
+            continue;
+        EXPECT_EQ(locate(entry.path().filename(), TRUE), entry.path());
+    }
+}
+
+TEST(FileLocator, GivesTheFirstPlaceForAFileThatNeedNotExist) {
+    test_window::open_display();
+    start("app-datadir", "/nowhere");
+    EXPECT_EQ(locate("kestrel/none.ico", FALSE), "/nowhere/pixmaps/kestrel/none.ico");
+    EXPECT_EQ(locate("kestrel/none.ico", TRUE), "none");
+}
+
+TEST(FileLocator, TakesAProgramThatIsNamed) {
+    GnomeProgram other = {"other", "1", const_cast<char *>("/other")};
+    char *path =
+        gnome_program_locate_file(&other, GNOME_FILE_DOMAIN_APP_PIXMAP, "picture.png", FALSE, nullptr);
+    EXPECT_STREQ(path, "/other/pixmaps/picture.png");
+    g_free(path);
+}
+
+TEST(FileLocator, DoesWithoutADataDirectory) {
+    GnomeProgram other = {"other", "1", nullptr};
+    char *path =
+        gnome_program_locate_file(&other, GNOME_FILE_DOMAIN_APP_PIXMAP, "picture.png", FALSE, nullptr);
+    EXPECT_EQ(std::string(path), places().share / "pixmaps" / "picture.png");
+    g_free(path);
+}
+
+// ---- Application bar
+
+static unsigned count_of(GtkWidget *bar, GType type) {
+    unsigned count = 0;
+    for (GtkWidget *widget : widget_tree::all(bar))
+        count += G_OBJECT_TYPE(widget) == type && gtk_widget_get_visible(widget) ? 1 : 0;
+    return count;
+}
+
+static std::string status_of(GtkWidget *bar) { return gtk_label_get_text(widget_tree::labels_in(bar).at(0)); }
+
+static GtkWidget *new_bar() {
+    test_window::open_display();
+    GtkWidget *bar = gnome_appbar_new(TRUE, TRUE, GNOME_PREFERENCES_NEVER);
+    g_object_ref_sink(bar);
+    return bar;
+}
+
+TEST(ApplicationBar, HasTheAreasThatAreAskedFor) {
+    test_window::open_display();
+    for (bool progress : {false, true})
+        for (bool status : {false, true}) {
+            GtkWidget *bar = gnome_appbar_new(progress, status, GNOME_PREFERENCES_NEVER);
+            EXPECT_EQ(count_of(bar, GTK_TYPE_PROGRESS_BAR), progress ? 1u : 0u);
+            EXPECT_EQ(count_of(bar, GTK_TYPE_LABEL), status ? 1u : 0u);
+            EXPECT_EQ(count_of(bar, GTK_TYPE_ENTRY), 0u);
+        }
+}
+
+TEST(ApplicationBar, OfTheWindowHasBothAreas) {
+    test_window::open_display();
+    test_window::take_warnings();
+    GtkWidget *bar = widget_tree::registered(create_app1(), "appbar1");
+    EXPECT_EQ(count_of(bar, GTK_TYPE_PROGRESS_BAR), 1u);
+    EXPECT_EQ(count_of(bar, GTK_TYPE_LABEL), 1u);
+    EXPECT_EQ(status_of(bar), "");
+}
+
+TEST(ApplicationBar, ShowsAndCountsWhatIsPushed) {
+    GtkWidget *bar = new_bar();
+    EXPECT_EQ(status_of(bar), "");
+    EXPECT_EQ(gnome_appbar_push(bar, "first"), 1u);
+    EXPECT_EQ(status_of(bar), "first");
+    EXPECT_EQ(gnome_appbar_push(bar, "second"), 2u);
+    EXPECT_EQ(status_of(bar), "second");
+    EXPECT_EQ(gnome_appbar_push(bar, "second"), 3u);
+    gtk_widget_destroy(bar);
+    g_object_unref(bar);
+}
+
+TEST(ApplicationBar, ShowsAStatusUntilTheNextRefresh) {
+    GtkWidget *bar = new_bar();
+    gnome_appbar_set_status(bar, "early");
+    EXPECT_EQ(status_of(bar), "early");
+    gnome_appbar_refresh(bar);
+    EXPECT_EQ(status_of(bar), "");
+    gnome_appbar_push(bar, "Ready");
+    gnome_appbar_set_status(bar, "hint");
+    EXPECT_EQ(status_of(bar), "hint");
+    gnome_appbar_refresh(bar);
+    EXPECT_EQ(status_of(bar), "Ready");
+    gtk_widget_destroy(bar);
+    g_object_unref(bar);
+}
+
+TEST(ApplicationBar, KeepsACopyOfItsTexts) {
+    GtkWidget *bar = new_bar();
+    char text[] = "Ready";
+    gnome_appbar_push(bar, text);
+    text[0] = 'X';
+    gnome_appbar_refresh(bar);
+    EXPECT_EQ(status_of(bar), "Ready");
+    gtk_widget_destroy(bar);
+    g_object_unref(bar);
+}
+
+TEST(ApplicationBar, CountsOnWithoutAStatusArea) {
+    test_window::open_display();
+    GtkWidget *bar = gnome_appbar_new(TRUE, FALSE, GNOME_PREFERENCES_NEVER);
+    gnome_appbar_set_status(bar, "nowhere");
+    EXPECT_EQ(gnome_appbar_push(bar, "nowhere"), 1u);
+    EXPECT_EQ(test_window::take_warnings(), std::vector<std::string>());
+}
+
+// ---- Application window: menu bar, contents, status bar, one below the other
+
+static int top_of(GtkWidget *widget) {
+    int x, y;
+    gtk_widget_translate_coordinates(widget, gtk_widget_get_toplevel(widget), 0, 0, &x, &y);
+    return y;
+}
+
+TEST(ApplicationWindow, StacksMenusContentsAndStatusBar) {
+    test_window::open_display();
+    GtkWidget *app = create_app1();
+    gtk_widget_show(app);
+    test_window::settle();
+    GtkWidget *notebook = widget_tree::registered(app, "notebook1");
+    GtkAllocation room;
+    gtk_widget_get_allocation(notebook, &room);
+    EXPECT_LT(top_of(widget_tree::registered(app, "file1")), top_of(notebook));
+    EXPECT_GE(top_of(widget_tree::registered(app, "appbar1")), top_of(notebook) + room.height);
+    EXPECT_GT(room.height, 500) << "the contents take what the bars leave of 600";
+    EXPECT_EQ(room.width, 640);
+    gtk_widget_hide(app);
+}
