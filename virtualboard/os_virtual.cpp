@@ -2,6 +2,7 @@
 #include "hw/os.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
@@ -31,7 +32,18 @@ static time_t started_at;
     exit(USAGE_STATUS);
 }
 
+static pid_t running_child; // 0: none
+
+// A child that still prepares its files would make some after they were removed.
+static void end_child() {
+    if (running_child <= 0)
+        return;
+    kill(running_child, SIGKILL);
+    waitpid(running_child, nullptr, 0);
+}
+
 static void clean_up() {
+    end_child();
     fflush(stdout);
     remove_private_root();
     close_trace();
@@ -405,7 +417,8 @@ pid_t os_fork() {
     if (board.fork_error != 0)
         return fail_with(board.fork_error);
     flush_trace();
-    return fork();
+    running_child = fork();
+    return running_child;
 }
 
 void os_exec(const char *path) {
@@ -424,6 +437,7 @@ int os_waitpid(pid_t child) {
         end_if_signalled();
         ended = waitpid(child, nullptr, 0);
     } while (ended == -1 && errno == EINTR);
+    running_child = 0;
     int error = ended == child ? board.waitpid_error : errno;
     trace("waitpid%s", outcome(error != 0));
     return error != 0 ? fail_with(error) : 0;
