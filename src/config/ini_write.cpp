@@ -163,9 +163,11 @@ static void copy_alert_page(FILE *in, FILE *out, const rewrite *what) {
 
 // ---- The files
 
-// A file that was not written whole gives way to the one it was made from.
+// A file that was not written whole gives way to the one it was made from. If even that fails it is removed:
+// a part of a configuration is worse than none, and the copy beside it is whole.
 static ini_write_result take_back(ini_write_failure failure, const char *path) {
-    os_rename(KESTREL_INI_OLD, KESTREL_INI);
+    if (os_rename(KESTREL_INI_OLD, KESTREL_INI) != 0)
+        os_unlink(KESTREL_INI);
     return {failure, path};
 }
 

@@ -22,8 +22,8 @@ GtkTreeViewColumn *warning_column;
 
 static void pack_button(GtkWidget *row, const char *name, const char *text, int width) {
     GtkWidget *button = new_button(name, text, width, 26);
-    fit_text(button, width + 8); // what is left of the page's width goes to the three buttons
-    gtk_box_pack_start(GTK_BOX(row), button, TRUE, TRUE, 4);
+    fit_text(button, width);
+    gtk_box_pack_start(GTK_BOX(row), button, FALSE, FALSE, 4);
 }
 
 static GtkWidget *create_polling_row() {

@@ -132,25 +132,30 @@ void connect_signals(GtkWidget *window, const signal_row *rows, size_t count) {
 
 // ---- Finding
 
-// A window with a registry is where the way ends.
-static GtkWidget *parent_of(GtkWidget *widget) {
-    GtkWidget *parent =
-        GTK_IS_MENU(widget) ? gtk_menu_get_attach_widget(GTK_MENU(widget)) : gtk_widget_get_parent(widget);
-    if (parent != nullptr || index_of(widget) != nullptr)
-        return parent;
-    return static_cast<GtkWidget *>(g_object_get_data(G_OBJECT(widget), "GladeParentKey"));
-}
-
-static GtkWidget *find_registered(GtkWidget *window, const char *name) {
+static GtkWidget *find_indexed(GtkWidget *window, const char *name) {
     GHashTable *index = index_of(window);
-    void *found = index != nullptr ? g_hash_table_lookup(index, name) : nullptr;
-    return static_cast<GtkWidget *>(found != nullptr ? found : g_object_get_data(G_OBJECT(window), name));
+    return index != nullptr ? static_cast<GtkWidget *>(g_hash_table_lookup(index, name)) : nullptr;
 }
 
+static GtkWidget *data_of(GtkWidget *widget, const char *key) {
+    return static_cast<GtkWidget *>(g_object_get_data(G_OBJECT(widget), key));
+}
+
+// The index is asked before the way leads on from a window, for that would search its data, too.
 GtkWidget *lookup_widget(GtkWidget *widget, const char *name) {
-    for (GtkWidget *parent = parent_of(widget); parent != nullptr; parent = parent_of(widget))
+    for (;;) {
+        GtkWidget *parent = GTK_IS_MENU(widget) ? gtk_menu_get_attach_widget(GTK_MENU(widget))
+                                                : gtk_widget_get_parent(widget);
+        GtkWidget *found = parent == nullptr ? find_indexed(widget, name) : nullptr;
+        if (found != nullptr)
+            return found;
+        if (parent == nullptr)
+            parent = data_of(widget, "GladeParentKey");
+        if (parent == nullptr)
+            break;
         widget = parent;
-    GtkWidget *found = find_registered(widget, name);
+    }
+    GtkWidget *found = data_of(widget, name);
     if (found == nullptr)
         g_warning("Widget not found: %s", name);
     return found;
@@ -248,11 +253,12 @@ void set_entry_quietly(GtkWidget *entry, const char *text) {
     std::string shown = text_for(entry, text);
     if (shown == gtk_entry_get_text(GTK_ENTRY(entry)))
         return;
-    auto changed = static_cast<GSignalMatchType>(G_SIGNAL_MATCH_ID);
-    unsigned signal = g_signal_lookup("changed", GTK_TYPE_EDITABLE);
-    g_signal_handlers_block_matched(entry, changed, signal, 0, nullptr, nullptr, nullptr);
+    // Every handler of ours is connected without data; a match by the signal alone is none.
+    auto ours = static_cast<GSignalMatchType>(G_SIGNAL_MATCH_ID | G_SIGNAL_MATCH_DATA);
+    unsigned changed = g_signal_lookup("changed", GTK_TYPE_EDITABLE);
+    g_signal_handlers_block_matched(entry, ours, changed, 0, nullptr, nullptr, nullptr);
     gtk_entry_set_text(GTK_ENTRY(entry), shown.c_str());
-    g_signal_handlers_unblock_matched(entry, changed, signal, 0, nullptr, nullptr, nullptr);
+    g_signal_handlers_unblock_matched(entry, ours, changed, 0, nullptr, nullptr, nullptr);
 }
 
 void set_shown(GtkWidget *widget, bool shown) {

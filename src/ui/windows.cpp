@@ -132,12 +132,23 @@ GtkWidget *create_dialogInfo() {
     return dialog;
 }
 
+// The dialog's box asks for the same size whatever the message; a longer one makes the dialog wider.
+static void widen_to(GtkWidget *dialog, GtkWidget *label) {
+    GtkRequisition natural;
+    gtk_widget_size_request(label, &natural);
+    int border = 2 * static_cast<int>(gtk_container_get_border_width(
+                         GTK_CONTAINER(gtk_dialog_get_content_area(GTK_DIALOG(dialog)))));
+    gtk_window_set_default_size(GTK_WINDOW(dialog), natural.width + border, -1);
+}
+
 // Kept on purpose: every message is a dialog of its own, and one that was confirmed stays hidden in memory.
 GtkWidget *show_info(const char *message) {
     GtkWidget *dialog = create_dialogInfo();
     if (myapp1 != nullptr)
         gtk_window_set_transient_for(GTK_WINDOW(dialog), GTK_WINDOW(myapp1));
-    gtk_label_set_text(GTK_LABEL(lookup_widget(dialog, "labelInfo")), message);
+    GtkWidget *label = lookup_widget(dialog, "labelInfo");
+    gtk_label_set_text(GTK_LABEL(label), message);
+    widen_to(dialog, label);
     gtk_widget_show(dialog);
     return dialog;
 }
