@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -1032,6 +1033,26 @@ TEST(SaveFailure, FailedWayBackKeepsTheCopy) {
             EXPECT_NE(page.save().failure, INI_WRITTEN) << page.name << ' ' << row.call << row.nth;
             EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), CONFIGURED)
                 << page.name << ' ' << row.call << row.nth;
+        }
+}
+
+static ptrdiff_t open_files() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST(SaveFailure, LeavesNoFileOpen) {
+    const struct {
+        const char *call;
+        int nth;
+    } rows[] = {{"none", 1},  {"rename", 1}, {"fopen", 1},  {"fopen", 2},
+                {"fread", 1}, {"fwrite", 1}, {"fclose", 1}, {"fclose", 2}};
+    for (const auto &page : saves)
+        for (const auto &row : rows) {
+            put_configuration();
+            test_door::fail_call(row.call, row.nth, EIO);
+            ptrdiff_t before = open_files();
+            page.save();
+            EXPECT_EQ(open_files(), before) << page.name << ' ' << row.call << row.nth;
         }
 }
 
