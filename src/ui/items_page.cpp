@@ -85,8 +85,9 @@ void create_item_list(GtkWidget *window) {
 // ---- Refresh
 
 static GtkTreeIter iter;
+static bool on_old_row; // `iter` stands on a row of the refresh before
 
-static void append_row(char *const myrecord[LIST_COLUMNS], const item_display *display) {
+static void set_row(char *const myrecord[LIST_COLUMNS], const item_display *display) {
     for (int column = 0; column < LIST_COLUMNS; column++)
         myrecord[column][0] = '\0';
     copy_text(myrecord[CHECKED_COLUMN], CELL_SIZE, display->monitor != 0 ? "*" : " ");
@@ -96,21 +97,28 @@ static void append_row(char *const myrecord[LIST_COLUMNS], const item_display *d
     list_status_text(display, myrecord[STATUS_COLUMN]);
     if (isNormalReading(display) != 1)
         copy_text(myrecord[WARNING_COLUMN], CELL_SIZE, "Warning!");
-    gtk_list_store_append(list_store, &iter);
+    if (!on_old_row)
+        gtk_list_store_append(list_store, &iter);
     gtk_list_store_set(list_store, &iter, CHECKED_COLUMN, myrecord[CHECKED_COLUMN], NAME_COLUMN,
                        shown_text(myrecord[NAME_COLUMN]).c_str(), HIGH_LIMIT_COLUMN,
                        myrecord[HIGH_LIMIT_COLUMN], LOW_LIMIT_COLUMN, myrecord[LOW_LIMIT_COLUMN],
                        STATUS_COLUMN, shown_text(myrecord[STATUS_COLUMN]).c_str(), WARNING_COLUMN,
                        myrecord[WARNING_COLUMN], -1);
+    on_old_row = on_old_row && gtk_tree_model_iter_next(GTK_TREE_MODEL(list_store), &iter);
     gtk_widget_show(treeview1);
 }
 
+// The rows of the refresh before are written over: in a list that is emptied and filled anew the selection
+// and the keyboard's cursor would be gone after every tick.
 static void fill_list(const item_display *displays, int32_t count) {
     char *myrecord[LIST_COLUMNS];
     for (char *&cell : myrecord)
         cell = static_cast<char *>(g_malloc(CELL_SIZE));
+    on_old_row = gtk_tree_model_get_iter_first(GTK_TREE_MODEL(list_store), &iter);
     for (int32_t i = 0; i < count; i++)
-        append_row(myrecord, &displays[i]);
+        set_row(myrecord, &displays[i]);
+    while (on_old_row)
+        on_old_row = gtk_list_store_remove(list_store, &iter);
     // Kept on purpose: one would expect six buffers to be released; the warning column's is not, 50 bytes a
     // refresh.
     for (int column = 0; column < WARNING_COLUMN; column++)
@@ -122,6 +130,5 @@ void build_Items(GtkWidget *window, const item_display *displays, const system_s
     char interval[CELL_SIZE];
     snprintf(interval, sizeof interval, "%d", static_cast<int>(system->Polling));
     set_entry_quietly(lookup_widget(window, "entryPolling"), interval);
-    gtk_list_store_clear(list_store);
     fill_list(displays, count);
 }
