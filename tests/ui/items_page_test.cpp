@@ -326,3 +326,127 @@ TEST(PollingEntry, CursorStaysWhileTheTextIsTheSame) {
     EXPECT_EQ(start, 0);
     EXPECT_EQ(end, 2);
 }
+
+// ---- The place in the list: a refresh comes every few seconds, while somebody looks for a row
+
+static GtkTreeView *list() { return GTK_TREE_VIEW(treeview1); }
+
+static int index_of(GtkTreePath *path) {
+    int index = path == nullptr ? -1 : gtk_tree_path_get_indices(path)[0];
+    gtk_tree_path_free(path);
+    return index;
+}
+
+// Numbers of rows; -1: none.
+static int selected_row() {
+    GtkTreeIter place;
+    GtkTreeModel *model;
+    if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(list()), &model, &place))
+        return -1;
+    return index_of(gtk_tree_model_get_path(model, &place));
+}
+
+static int cursor_row() {
+    GtkTreePath *path;
+    gtk_tree_view_get_cursor(list(), &path, nullptr);
+    return index_of(path);
+}
+
+static void put_cursor(int row) { // selects the row, too, and brings it into view
+    GtkTreePath *path = gtk_tree_path_new_from_indices(row, -1);
+    gtk_tree_view_set_cursor(list(), path, nullptr, FALSE);
+    gtk_tree_path_free(path);
+}
+
+static void select_row(int row) {
+    GtkTreePath *path = gtk_tree_path_new_from_indices(row, -1);
+    gtk_tree_selection_select_path(gtk_tree_view_get_selection(list()), path);
+    gtk_tree_path_free(path);
+}
+
+static GtkAdjustment *scroll_bar() {
+    return gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(widget("scrolledwindow1")));
+}
+
+// A hundred fans, more than the page is high, on the screen.
+static display_list open_long_list() {
+    open();
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(widget("notebook1")), 4);
+    display_list fans = run_of(fan, "Fan", 100, 1000);
+    build(fans);
+    test_pages::wait_until([] {
+        return gtk_adjustment_get_upper(scroll_bar()) > 2 * gtk_adjustment_get_page_size(scroll_bar());
+    });
+    return fans;
+}
+
+TEST(PlaceInList, SelectionAndCursorStayOnTheirRow) {
+    display_list fans = open_long_list();
+    for (int row : {0, 7, 99}) {
+        put_cursor(row);
+        for (item_display &display : fans)
+            display.value++;
+        build(fans);
+        test_window::settle();
+        EXPECT_EQ(selected_row(), row);
+        EXPECT_EQ(cursor_row(), row);
+    }
+    EXPECT_EQ(cell(7, 4), "1010"); // and the rows are the new ones
+}
+
+TEST(PlaceInList, SelectionIsNotDrawnToTheCursor) {
+    display_list fans = open_long_list();
+    put_cursor(5);
+    select_row(2);
+    build(fans);
+    EXPECT_EQ(selected_row(), 2);
+    EXPECT_EQ(cursor_row(), 5);
+}
+
+TEST(PlaceInList, NothingSelectedStaysSo) {
+    display_list fans = open_long_list();
+    build(fans);
+    EXPECT_EQ(selected_row(), -1);
+    EXPECT_EQ(cursor_row(), -1);
+    put_cursor(5);
+    gtk_tree_selection_unselect_all(gtk_tree_view_get_selection(list()));
+    build(fans);
+    EXPECT_EQ(selected_row(), -1);
+    EXPECT_EQ(cursor_row(), 5);
+}
+
+// To the pixel, also while the selected row is out of sight.
+TEST(PlaceInList, ViewStaysWhereItWasScrolledTo) {
+    display_list fans = open_long_list();
+    for (int row : {-1, 0, 20, 99}) {
+        if (row >= 0)
+            put_cursor(row);
+        test_window::settle();
+        for (double place : {333.0, 1201.0, 0.0}) {
+            gtk_adjustment_set_value(scroll_bar(), place);
+            test_window::settle();
+            build(fans);
+            EXPECT_EQ(gtk_adjustment_get_value(scroll_bar()), place) << "cursor on " << row;
+            test_window::settle();
+            EXPECT_EQ(gtk_adjustment_get_value(scroll_bar()), place) << "later, cursor on " << row;
+        }
+    }
+}
+
+TEST(PlaceInList, SelectionGoesWithItsRow) {
+    display_list fans = open_long_list();
+    put_cursor(60);
+    fans.resize(60);
+    build(fans);
+    test_window::settle();
+    EXPECT_EQ(row_count(), 60);
+    EXPECT_EQ(selected_row(), -1);
+    put_cursor(59);
+    fans.push_back(fan("Another", 1000));
+    build(fans);
+    EXPECT_EQ(row_count(), 61);
+    EXPECT_EQ(selected_row(), 59);
+    build({});
+    EXPECT_EQ(selected_row(), -1);
+    EXPECT_EQ(test_window::take_warnings(), strings());
+}

@@ -390,6 +390,21 @@ TEST(Tick, WidgetsAreLookedUpByNameEveryTime) {
         EXPECT_EQ(text_of(widget(name)), "Fan") << name;
 }
 
+// With Enter, or a double click, again and again: the tick in between leaves the row selected.
+TEST(Tick, RowOfTheListCanBeActivatedAgain) {
+    prepare({fan_at("Fan", 0x28), switch_at("Chassis", 0x42)});
+    answer("isa_fan 0 28", 250);
+    answer("isa_read 0 42", 0);
+    fill();
+    GtkTreePath *second = gtk_tree_path_new_from_indices(1, -1);
+    gtk_tree_view_set_cursor(GTK_TREE_VIEW(treeview1), second, nullptr, FALSE);
+    for (uint32_t flag : {0u, 1u, 0u}) {
+        gtk_tree_view_row_activated(GTK_TREE_VIEW(treeview1), second, checked_column);
+        EXPECT_EQ(items[1].Monitor, flag);
+    }
+    gtk_tree_path_free(second);
+}
+
 // ---- Readings that fail
 
 TEST(Tick, FailedReadingLeavesTheLastGoodOne) {
