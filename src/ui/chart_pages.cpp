@@ -96,13 +96,24 @@ void modify_charts(GtkWidget *window, GtkRcStyle *style) {
             gtk_widget_modify_style(member(window, "curve", page, "", slot), style);
 }
 
+// A chart that was not drawn yet gets its points anew: the toolkit would place them by the room that the
+// chart has been given, but draw them as if they stood in the higher one of the first points, 6 pixels too
+// high.
+static void set_line(GtkCurve *chart, float *history) {
+    if (chart->pixmap == nullptr) {
+        g_free(chart->point);
+        chart->point = nullptr;
+    }
+    gtk_curve_set_vector(chart, HISTORY_LENGTH, history);
+}
+
 // A table with more items of a category than histories shows those beyond them without a sample.
 static void show_chart(GtkWidget *window, const chart_page *page, unsigned slot, unsigned ordinal,
                        int64_t value) {
     GtkWidget *chart = member(window, "curve", page, "", slot);
     if (ordinal < page->slots) {
         vector_append(page->history[ordinal], static_cast<float>(value));
-        gtk_curve_set_vector(GTK_CURVE(chart), HISTORY_LENGTH, page->history[ordinal]);
+        set_line(GTK_CURVE(chart), page->history[ordinal]);
     }
     gtk_widget_show(chart);
 }

@@ -428,6 +428,20 @@ TEST(Charts, FirstSampleIsTheRightEndOfALineOfZeros) {
     }
 }
 
+// Refreshes while another page is on top, then a look at this one.
+TEST(Charts, PageInTheBackTakesTheSame) {
+    open();
+    for (const page_case &page : pages) {
+        for (int64_t value : {10, 60, 100, 20})
+            build(page, {page.make("Item", value)});
+        expect_drawn(page, 0, {10, 60, 100, 20});
+        put_on_top(page);
+        expect_drawn(page, 0, {10, 60, 100, 20});
+        build(page, {page.make("Item", 30)});
+        expect_drawn(page, 0, {10, 60, 100, 20, 30});
+    }
+}
+
 // Height, from the bottom, of the light blue line above a sample; -1: no line.
 static int line_height(GtkCurve *chart, unsigned sample) {
     GdkPixbuf *picture = test_pages::picture_of(chart->pixmap);
