@@ -110,11 +110,14 @@ static void set_line(GtkCurve *chart, float *history) {
 // A table with more items of a category than histories shows those beyond them without a sample.
 static void show_chart(GtkWidget *window, const chart_page *page, unsigned slot, unsigned ordinal,
                        int64_t value) {
+    static float no_history[HISTORY_LENGTH];
     GtkWidget *chart = member(window, "curve", page, "", slot);
+    float *history = no_history;
     if (ordinal < page->slots) {
-        vector_append(page->history[ordinal], static_cast<float>(value));
-        set_line(GTK_CURVE(chart), page->history[ordinal]);
+        history = page->history[ordinal];
+        vector_append(history, static_cast<float>(value));
     }
+    set_line(GTK_CURVE(chart), history);
     gtk_widget_show(chart);
 }
 

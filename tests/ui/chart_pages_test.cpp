@@ -566,6 +566,24 @@ TEST(Charts, ItemsBeyondTheHistoriesAreShownWithoutOne) {
         EXPECT_EQ(history(page, 0), ends_in({10})) << page.kind;
 }
 
+// The slot was another item's before.
+TEST(Charts, ItemBeyondTheHistoriesDoesNotShowAnothersLine) {
+    open();
+    for (const page_case &page : pages) {
+        show_charts(page);
+        display_list list = run_of(page.make, "Item", page.slots + 1, 50);
+        for (item_display &display : list)
+            display.monitor = 0;
+        list[0].monitor = 1;
+        build(page, list);
+        expect_drawn(page, 0, {50});
+        list[0].monitor = 0;
+        list[page.slots].monitor = 1;
+        build(page, list);
+        expect_drawn(page, 0, {});
+    }
+}
+
 TEST(Charts, ItemsThatAreNotMonitoredAreNotTooMany) {
     open();
     for (const page_case &page : pages) {
