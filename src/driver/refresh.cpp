@@ -1,5 +1,7 @@
 #include "driver/refresh.h"
 
+#include <cstring>
+
 #include "alert/alert_list.h"
 #include "items/history.h"
 #include "items/readings.h"
@@ -62,6 +64,14 @@ unsigned build_All(GtkWidget *window, item_display *displays, const system_setti
     return gnome_appbar_push(lookup_widget(window, "appbar1"), "Ready");
 }
 
+// Some chips have written their word before their last access fails: it counts only when all went well.
+static void read_word(const kestrel_context *k, int32_t i) {
+    char word[sizeof item_display::thermal_text];
+    memcpy(word, allItemDisps[i].thermal_text, sizeof word);
+    if (getThermalText(k->system, &k->items[i], word) == 0)
+        memcpy(allItemDisps[i].thermal_text, word, sizeof word);
+}
+
 static void read_item(const kestrel_context *k, int32_t i) {
     item_display *display = &allItemDisps[i];
     // The formulas of some chips leave the value as it was, so they are given the last one.
@@ -72,7 +82,7 @@ static void read_item(const kestrel_context *k, int32_t i) {
     else
         errNoNumber++;
     if (display->thermal_text_supported != 0)
-        getThermalText(k->system, &k->items[i], display->thermal_text);
+        read_word(k, i);
 }
 
 int updateAll() {

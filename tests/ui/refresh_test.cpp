@@ -510,6 +510,27 @@ TEST(ThermalWord, FailureKeepsTheOldOne) {
     EXPECT_STREQ(allItemDisps[0].thermal_text, "Low");
 }
 
+// This chip's word is known before the last access, which puts its bank back.
+TEST(ThermalWord, FailureOfTheLastAccessKeepsTheOldOneToo) {
+    item_record sensor = make_item(CAT_TEMP, CHIP_W83795ADG, BUS_SMBUS, 0x2F, 0x26);
+    set_text(sensor.ParaIndex1, "TempLimit");
+    set_text(sensor.ParaIndex2, "TempLimit");
+    prepare({sensor});
+    answer("smbus_read 23 1 0 50", 70);   // limit
+    answer("smbus_read 23 1 2f 0", 0x83); // bank 3 is selected
+    answer("smbus_read 23 1 2f b2", 90);
+    answer("smbus_read 23 1 2f b3", 50);
+    answer("smbus_read 23 1 2f df", 0);
+    answer("smbus_read 23 1 2f 26", 40);
+    fill();
+    EXPECT_EQ(text_of(widget("labelThermalReading0")), "Low"); // below 71
+    answer("smbus_read 23 1 2f 26", 90);
+    hw_recorder::fail("smbus_write 1 2f 0 83");
+    updateAll();
+    EXPECT_EQ(allItemDisps[0].value, 90);
+    EXPECT_EQ(text_of(widget("labelThermalReading0")), "Low");
+}
+
 TEST(ThermalWord, FailedWordIsNoFailedReading) {
     prepare({processor()});
     answer_processor(0xF0);
