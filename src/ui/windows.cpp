@@ -136,9 +136,10 @@ GtkWidget *create_dialogInfo() {
 static void widen_to(GtkWidget *dialog, GtkWidget *label) {
     GtkRequisition natural;
     gtk_widget_size_request(label, &natural);
-    int border = 2 * static_cast<int>(gtk_container_get_border_width(
-                         GTK_CONTAINER(gtk_dialog_get_content_area(GTK_DIALOG(dialog)))));
-    gtk_window_set_default_size(GTK_WINDOW(dialog), natural.width + border, -1);
+    int border = 0;
+    gtk_widget_ensure_style(dialog);
+    gtk_widget_style_get(dialog, "content-area-border", &border, nullptr);
+    gtk_window_set_default_size(GTK_WINDOW(dialog), natural.width + 2 * border, -1);
 }
 
 // Kept on purpose: every message is a dialog of its own, and one that was confirmed stays hidden in memory.
