@@ -460,6 +460,27 @@ TEST(AlertSettings, AreShownAlsoWithTooManyItems) {
     EXPECT_EQ(name_entry(), "Board");
 }
 
+// The entry takes 30 characters; shown in it, a longer name from the file is not cut in memory.
+TEST(AlertSettings, ShowingALongNameDoesNotCutIt) {
+    system_settings *system = open();
+    std::string name = "123456789012345678901234567890abcdefghi";
+    copy_text(system->MachineName, sizeof system->MachineName, name.c_str());
+    for (int refresh = 0; refresh < 3; refresh++) {
+        build({});
+        EXPECT_EQ(system->MachineName, name);
+        EXPECT_EQ(name_entry(), "123456789012345678901234567890");
+    }
+}
+
+TEST(AlertSettings, ShowingALongMailboxDoesNotChangeIt) {
+    system_settings *system = open();
+    std::string mailbox(99, 'm');
+    copy_text(system->MailBox, sizeof system->MailBox, mailbox.c_str());
+    build({});
+    EXPECT_EQ(mailbox_entry(), mailbox);
+    EXPECT_EQ(system->MailBox, mailbox);
+}
+
 TEST(AlertSettings, TextsInUtf8AndOthers) {
     system_settings *system = open();
     copy_text(system->MachineName, sizeof system->MachineName, "L\xC3\xBCneburg");
@@ -467,6 +488,22 @@ TEST(AlertSettings, TextsInUtf8AndOthers) {
     build({});
     EXPECT_EQ(name_entry(), "L\xC3\xBCneburg");
     EXPECT_EQ(mailbox_entry(), "\xEF\xBF\xBDole");
+    EXPECT_EQ(test_window::take_warnings(), strings());
+}
+
+// Each byte is shown as a character of three bytes, and the entry takes 30 of them.
+TEST(AlertSettings, ShowingBrokenTextsDoesNotMendThem) {
+    system_settings *system = open();
+    std::string broken(39, '\xE9');
+    copy_text(system->MachineName, sizeof system->MachineName, broken.c_str());
+    copy_text(system->MailBox, sizeof system->MailBox, "\xE9ole");
+    build({});
+    std::string shown;
+    for (int i = 0; i < 30; i++)
+        shown += "\xEF\xBF\xBD";
+    EXPECT_EQ(name_entry(), shown);
+    EXPECT_EQ(system->MachineName, broken);
+    EXPECT_STREQ(system->MailBox, "\xE9ole");
     EXPECT_EQ(test_window::take_warnings(), strings());
 }
 

@@ -8,6 +8,7 @@
 #include "displays.h"
 #include "support/pages.h"
 #include "support/window.h"
+#include "ui/tick.h"
 #include "ui/windows.h"
 
 using strings = std::vector<std::string>;
@@ -309,6 +310,34 @@ TEST(PollingEntry, IsRewrittenOnEveryRefresh) {
         EXPECT_EQ(text_of(widget("entryPolling")), "45") << "after '" << typed << "'";
     }
     EXPECT_EQ(system->Polling, 45u);
+}
+
+// The handler would refuse it with a dialog, on every refresh.
+TEST(PollingEntry, IntervalThatNobodyCouldTypeOpensNoDialog) {
+    system_settings *system = open();
+    for (uint32_t interval_s : {301u, 999u, 1000u, 86400u, 0xFFFFFFFFu}) {
+        system->Polling = interval_s;
+        build({});
+        build({});
+        EXPECT_EQ(test_window::messages(), strings()) << interval_s;
+        EXPECT_EQ(system->Polling, interval_s);
+    }
+    system->Polling = 999;
+    build({});
+    EXPECT_EQ(text_of(widget("entryPolling")), "999");
+}
+
+TEST(PollingEntry, ShowingTheIntervalDoesNotRestartTheTimer) {
+    system_settings *system = open();
+    start_timer(200);
+    guint before = timer;
+    for (uint32_t interval_s : {100u, 7u}) {
+        system->Polling = interval_s;
+        build({});
+        EXPECT_EQ(timer, before) << interval_s;
+    }
+    gtk_timeout_remove(timer);
+    timer = 0;
 }
 
 // Somebody may be typing in it.
