@@ -215,4 +215,5 @@ void place_alert_window() {
     GtkAllocation main;
     gtk_widget_get_allocation(myapp1, &main);
     gtk_window_move(GTK_WINDOW(mywindowAlertMessage), main.x + main.width + 12, main.y + main.height - 200);
+    gtk_widget_queue_resize(mywindowAlertMessage); // else a hidden window is not moved when it is shown again
 }
