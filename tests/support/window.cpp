@@ -8,7 +8,6 @@
 #include "config/settings.h"
 #include "driver/refresh.h"
 #include "items/display.h"
-#include "support/os_test.h"
 #include "ui/desktop.h"
 #include "ui/items_page.h"
 #include "ui/tick.h"
@@ -34,8 +33,7 @@ void test_window::open_display() {
     g_log_set_default_handler(note_warning, nullptr);
 }
 
-static void load(const std::string &configuration) {
-    test_door::put_file(KESTREL_INI, configuration);
+static void load() {
     static kestrel_context context;
     context.item_count = static_cast<int32_t>(
         loadKestrelINI_and_getItemCount(&context.system, &context.items, &context.parameters));
@@ -43,9 +41,9 @@ static void load(const std::string &configuration) {
     myspKestrel = &context;
 }
 
-void test_window::open(const std::string &configuration) {
+void test_window::open_configured() {
     open_display();
-    load(configuration);
+    load();
     myapp1 = create_app1();
     mywindowAlertMessage = create_windowAlertMessage();
     myabout2 = create_about2();

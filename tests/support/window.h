@@ -1,5 +1,5 @@
 #pragma once
-// The windows over the door of function tests, in the X server that the tests share.
+// The windows in the X server that the tests share, over the door of function tests or another.
 
 #include <gtk/gtk.h>
 #include <string>
@@ -11,7 +11,8 @@ void open_display(); // once, before any widget
 
 // All that the graphical mode does before its main loop, with this /etc/Kestrel.ini: loads it, builds the
 // windows, shows the main one, builds the displays, fills the pages. A tick is updateAll; no timer runs.
-void open(const std::string &configuration);
+void open(const std::string &configuration); // over the door of function tests alone
+void open_configured();                      // with the /etc/Kestrel.ini that the door has, whichever it is
 
 void settle(); // handles events until there are none
 
