@@ -72,6 +72,27 @@ TEST(AboutBox, ShowsTheIconAsItsLogoAndAsTheWindows) {
     g_object_unref(icon);
 }
 
+TEST(AboutBox, GivesItsIconToTheOtherWindows) {
+    new_about();
+    GList *icons = gtk_window_get_default_icon_list();
+    ASSERT_EQ(g_list_length(icons), 1u);
+    EXPECT_EQ(gdk_pixbuf_get_width(static_cast<GdkPixbuf *>(icons->data)), 128);
+    g_list_free(icons);
+}
+
+// The program runs as root, and a browser should not. The address is of a kind that no program opens.
+TEST(AboutBox, OpensNoBrowser) {
+    GtkAboutDialog *about = new_about();
+    GList *before = gtk_window_list_toplevels();
+    gboolean handled = FALSE;
+    g_signal_emit_by_name(about, "activate-link", "kestrel-test:nowhere", &handled);
+    GList *after = gtk_window_list_toplevels();
+    EXPECT_TRUE(handled);
+    EXPECT_EQ(g_list_length(after), g_list_length(before)) << "nor is there a message that it failed";
+    g_list_free(before);
+    g_list_free(after);
+}
+
 // Neither is held by anyone once the box is gone and the next one stands.
 TEST(AboutBox, ReleasesItsPictures) {
     GtkAboutDialog *about = new_about();
@@ -205,6 +226,14 @@ TEST(InfoDialog, IsOneOfItsOwnForEachMessage) {
     gtk_widget_hide(second);
 }
 
+TEST(InfoDialog, StaysAboveTheApplicationWindow) {
+    test_window::open_display();
+    myapp1 = create_app1();
+    GtkWidget *dialog = show_info("above");
+    EXPECT_EQ(gtk_window_get_transient_for(GTK_WINDOW(dialog)), GTK_WINDOW(myapp1));
+    gtk_widget_hide(dialog);
+}
+
 TEST(InfoDialog, IsHiddenAndKeptWhenConfirmed) {
     test_window::open_display();
     GtkWidget *dialog = show_info("to be confirmed");
@@ -256,6 +285,12 @@ TEST(AlertWindow, IsHiddenAndKeptWhenItIsClosed) {
     show(window);
     EXPECT_TRUE(gtk_widget_get_visible(registered(window, "labelAlertMsg")));
     gtk_widget_hide(window);
+}
+
+// It comes up by itself: what the user types goes where it went before.
+TEST(AlertWindow, DoesNotTakeTheKeyboard) {
+    test_window::open_display();
+    EXPECT_FALSE(gtk_window_get_focus_on_map(GTK_WINDOW(create_windowAlertMessage())));
 }
 
 // ---- Application window

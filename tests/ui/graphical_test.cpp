@@ -91,6 +91,7 @@ static int run_mode(bool generated) {
     context.parameter_count = 2 * context.item_count;
     myspKestrel = &context;
     timer = 0;
+    tick = nullptr;
     g_idle_add(look_and_quit, nullptr);
     int status = kestrel_graphical_part.run(build_displays, generated);
     g_source_remove(timer);

@@ -115,6 +115,18 @@ TEST(Menus, QuitHasTheAcceleratorOfItsStockItem) {
     gtk_widget_hide(app);
 }
 
+static void count_one(gpointer count, GObject *) { ++*static_cast<unsigned *>(count); }
+
+TEST(Menus, LeaveNoAcceleratorsBehind) {
+    GtkWidget *app = new_app();
+    GSList *groups = gtk_accel_groups_from_object(G_OBJECT(app));
+    ASSERT_EQ(g_slist_length(groups), 1u);
+    unsigned gone = 0;
+    g_object_weak_ref(G_OBJECT(groups->data), count_one, &gone);
+    widget_tree::destroy(app);
+    EXPECT_EQ(gone, 1u);
+}
+
 TEST(Menus, AboutShowsTheOneAboutBox) {
     GtkWidget *app = new_app();
     myabout2 = create_about2();

@@ -1,7 +1,11 @@
 // No text is cut off: with the default font, every label and button of the shown windows has the room that
 // its text takes.
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "items/display.h"
@@ -20,13 +24,18 @@ static std::string item(const std::string &name, const char *category) {
            "MONITOR=TRUE\nPARAINDEX1=P\nPARAINDEX2=P\n\n";
 }
 
+static std::string configuration(const std::string &items) {
+    return "[System]\nBUSTYPE=2\nINDEXREG=295\nDATAREG=296\nPOLLING=300\nMACHINENAME=Board\n\n" + items +
+           "[Parameter]\nPARAMETER=P\nSLAVE=0\nOFFSET=2B\nBITMASK=FF\n\n";
+}
+
 // Five of each kind: more than a row of the Summary, its every column is used.
-static std::string configuration() {
-    std::string text = "[System]\nBUSTYPE=2\nINDEXREG=295\nDATAREG=296\nPOLLING=300\nMACHINENAME=Board\n\n";
+static std::string items_of_all_kinds() {
+    std::string items;
     for (const char *category : {"FAN", "VOLTAGE", "TEMP", "SWITCH"})
         for (int i = 0; i < 5; i++)
-            text += item("A name of as many characters as fit in " + std::to_string(i), category);
-    return text + "[Parameter]\nPARAMETER=P\nSLAVE=0\nOFFSET=2B\nBITMASK=FF\n\n";
+            items += item("A name of as many characters as fit in " + std::to_string(i), category);
+    return items;
 }
 
 // The widest readings that sensors give.
@@ -37,7 +46,7 @@ static int64_t wide_value(uint32_t category) {
 
 static void open_with_wide_texts() {
     test_door::reset();
-    test_window::open(configuration());
+    test_window::open(configuration(items_of_all_kinds()));
     constexpr int32_t ITEMS = 20;
     for (int32_t i = 0; i < ITEMS; i++) {
         item_display *display = &allItemDisps[i];
@@ -146,6 +155,28 @@ TEST(TextRoom, IsEnoughInTheInfoDialog) {
     }
 }
 
+// For a process of its own: the toolkit takes the font when it starts.
+[[noreturn]] static void check_fixed_texts(const char *font) {
+    std::string path = testing::TempDir() + "kestrel-font-" + std::to_string(getpid());
+    std::ofstream(path) << "gtk-font-name=\"" << font << "\"\n";
+    char *files[] = {path.data(), nullptr};
+    gtk_rc_set_default_files(files);
+    open_with_wide_texts();
+    for (int page : {4, 5})
+        check_labels_in(show_page(page));
+    gtk_widget_show(mywindowAlertMessage);
+    test_window::settle();
+    check_labels_in(mywindowAlertMessage);
+    remove(path.c_str());
+    exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
+// Sizes are fixed, the user's font is not.
+TEST(TextRoom, IsEnoughForAFontATenthLarger) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(check_fixed_texts("Sans 11"), testing::ExitedWithCode(0), "");
+}
+
 // What is wider than the window could only be seen by scrolling.
 TEST(TextRoom, NeedsNoScrollingToTheSide) {
     open_with_wide_texts();
@@ -153,4 +184,25 @@ TEST(TextRoom, NeedsNoScrollingToTheSide) {
         GtkAdjustment *across = gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(show_page(page)));
         EXPECT_LE(gtk_adjustment_get_upper(across), gtk_adjustment_get_page_size(across)) << page;
     }
+}
+
+// ---- Sections of the Summary
+
+static int left_of(const char *name) {
+    int x = -1, y = -1;
+    GtkWidget *widget = registered(myapp1, name);
+    gtk_widget_translate_coordinates(widget, myapp1, 0, 0, &x, &y);
+    return x;
+}
+
+// A section with one item is as wide as one with four: its columns do not spread.
+TEST(SummaryPage, HasItsSectionsBelowEachOther) {
+    test_door::reset();
+    test_window::open(configuration(item("1", "FAN") + item("1", "VOLTAGE") + item("2", "VOLTAGE") +
+                                    item("3", "VOLTAGE") + item("4", "VOLTAGE") + item("1", "SWITCH") +
+                                    item("2", "SWITCH")));
+    EXPECT_EQ(left_of("buttonSummaryFan0"), left_of("buttonSummaryVoltage0"));
+    EXPECT_EQ(left_of("buttonSummaryStatus0"), left_of("buttonSummaryVoltage0"));
+    EXPECT_EQ(left_of("buttonSummaryStatus1"), left_of("buttonSummaryVoltage1"));
+    EXPECT_EQ(left_of("labelSummaryFan"), left_of("labelSummaryVoltage"));
 }

@@ -451,6 +451,7 @@ TEST(AppWindow, IsAFixedWindowOfItsSize) {
     EXPECT_STREQ(gtk_widget_get_name(app), "app1");
     EXPECT_EQ(gtk_window_get_window_type(GTK_WINDOW(app)), GTK_WINDOW_TOPLEVEL);
     EXPECT_EQ(title_of(app), "Kestrel II");
+    EXPECT_STREQ(gtk_window_get_role(GTK_WINDOW(app)), "Kestrel II") << "the application's id";
     check_size(app, 640, 600);
     int width, height;
     gtk_window_get_default_size(GTK_WINDOW(app), &width, &height);
