@@ -180,7 +180,7 @@ void type(const std::string &text) {
 
 void click(screen::window_id window, int x, int y, int times) {
     xdotool({"mousemove", "--window", std::to_string(window), std::to_string(x), std::to_string(y), "click",
-             "--repeat", std::to_string(times), "--delay", "30", "1"});
+             "--repeat", std::to_string(times), "--delay", "1", "1"});
 }
 
 void click(const std::string &title, int x, int y, int times) {

@@ -65,9 +65,9 @@ bool open_page(page page); // from any other, by its tab
 // Where things are that are clicked.
 constexpr int BUTTONS_Y = 83; // on the Items page
 constexpr int ENTRY_X = 130;
-constexpr int SELECT_ALL_X = 380;
-constexpr int UNSELECT_ALL_X = 495;
-constexpr int ITEMS_SAVE_X = 593;
+constexpr int SELECT_ALL_X = 373;
+constexpr int UNSELECT_ALL_X = 471;
+constexpr int ITEMS_SAVE_X = 554;
 constexpr int LIST_X = 150;
 constexpr int LIST_OTHER_X = 190; // so that two clicks are no double-click
 constexpr int FIRST_ROW_Y = 148;

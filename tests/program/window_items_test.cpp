@@ -91,7 +91,7 @@ TEST(WindowItems, WhatIsNoNumberIsRefusedAndNothingIsIgnored) {
         const char *shown; // before the next tick
         bool refused;
     } table[] = {
-        {"a", "0", true}, {"7a", "0", true}, {"-", "0", true}, {"0", "0", false}, {"00", "00", false}};
+        {"a", "0", true}, {"99a", "0", true}, {"-", "0", true}, {"0", "0", false}, {"00", "00", false}};
     window_run run = start({small_board("300")});
     ASSERT_TRUE(open_page(ITEMS));
     for (const auto &row : table) {
@@ -103,7 +103,7 @@ TEST(WindowItems, WhatIsNoNumberIsRefusedAndNothingIsIgnored) {
     keys({"ctrl+a", "Delete"});
     EXPECT_TRUE(save()); // one dialog, which says that it was saved
     EXPECT_EQ(screen::window(DIALOG), 0u);
-    EXPECT_EQ(count_of(kept(run, "/etc/Kestrel.ini"), "\nPOLLING=7\n"), 1);
+    EXPECT_EQ(count_of(kept(run, "/etc/Kestrel.ini"), "\nPOLLING=99\n"), 1);
     expect_good_end(run);
 }
 
