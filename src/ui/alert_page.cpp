@@ -20,8 +20,8 @@ static GtkWidget *create_name_row() {
     gtk_box_pack_start(box, label, FALSE, FALSE, 8);
     gtk_box_pack_start(box, new_entry("entryMachineName", 30, 220, 24), FALSE, TRUE, 0);
     gtk_box_pack_start(box, new_label("label5", "", 30, 26), FALSE, FALSE, 8);
-    gtk_box_pack_start(box, new_button("buttonMailTest", "E-mail Test", 100, 26), FALSE, FALSE, 4);
-    gtk_box_pack_start(box, new_button("buttonAlertSave", "Save", 60, 26), FALSE, FALSE, 4);
+    pack_button(row, "buttonMailTest", "E-mail Test", 100);
+    pack_button(row, "buttonAlertSave", "Save", 60);
     return row;
 }
 

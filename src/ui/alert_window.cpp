@@ -57,8 +57,8 @@ void on_buttonAcknowledge_clicked(GtkButton *button, gpointer) {
     alert_msg_node *next = get_next_alert_msg_node(old);
     if (next == nullptr)
         next = get_prev_alert_msg_node(old);
-    if (next == nullptr)
-        return; // nothing to acknowledge: no node at all, or the head alone
+    if (next == nullptr || old == alert_msg_head)
+        return; // nothing to acknowledge: no node at all, or the head, which stays for ever
     current_alert_msg_node = next;
     show_message(GTK_WIDGET(button));
     del_alert_msg_node(old);

@@ -20,19 +20,15 @@ GtkTreeViewColumn *warning_column;
 
 // ---- Building
 
-static void pack_button(GtkWidget *row, const char *name, const char *text, int width) {
-    GtkWidget *button = new_button(name, text, width, 26);
-    fit_text(button, width);
-    gtk_box_pack_start(GTK_BOX(row), button, FALSE, FALSE, 4);
-}
-
 static GtkWidget *create_polling_row() {
     GtkWidget *row = size_widget(name_widget(gtk_hbox_new(FALSE, 0), "hbox1"), 500, 32);
     GtkWidget *label = new_label("label1", "Polling Interval:", 110, 16);
     fit_text(label, 110);
     gtk_box_pack_start(GTK_BOX(row), label, FALSE, FALSE, 0);
     gtk_box_pack_start(GTK_BOX(row), new_entry("entryPolling", 3, 40, 24), FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(row), new_label("label2", "Seconds", 70, 16), FALSE, FALSE, 0);
+    GtkWidget *unit = new_label("label2", "Seconds", 70, 16);
+    fit_text(unit, 70);
+    gtk_box_pack_start(GTK_BOX(row), unit, FALSE, FALSE, 0);
     gtk_box_pack_start(GTK_BOX(row), new_label("label3", "", 100, 16), FALSE, FALSE, 0);
     pack_button(row, "buttonSelectAll", "Select All", 90);
     pack_button(row, "buttonUnselectAll", "Unselect All", 90);

@@ -66,6 +66,12 @@ GtkWidget *new_button(const char *name, const char *text, int width, int height)
     return size_widget(name_widget(gtk_button_new_with_label(text), name), width, height);
 }
 
+void pack_button(GtkWidget *row, const char *name, const char *text, int width) {
+    GtkWidget *button = new_button(name, text, width, 26);
+    fit_text(button, width);
+    gtk_box_pack_start(GTK_BOX(row), button, FALSE, FALSE, 4);
+}
+
 GtkWidget *new_stock_button(const char *name, const char *stock_id, int width, int height) {
     return size_widget(name_widget(gtk_button_new_from_stock(stock_id), name), width, height);
 }

@@ -24,6 +24,8 @@ void justify_label(GtkWidget *label, GtkJustification side); // its lines, and t
 void fit_text(GtkWidget *widget, int room);
 
 GtkWidget *new_button(const char *name, const char *text, int width, int height);
+void pack_button(GtkWidget *row, const char *name, const char *text,
+                 int width); // 26 high, its text made to fit
 GtkWidget *new_stock_button(const char *name, const char *stock_id, int width, int height);
 GtkWidget *new_entry(const char *name, int most_characters, int width, int height); // 0 characters: no limit
 GtkWidget *new_warning_image(const char *name, int width, int height);
