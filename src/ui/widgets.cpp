@@ -106,17 +106,21 @@ GtkWidget *new_scrolled_viewport(const char *name, const char *viewport_name, Gt
 // ---- Registry
 
 // Object data is a list that is searched from its start: with the 850 names of the main window a refresh
-// would spend 3 ms in it. So the registry has an index, the first entry of that list.
-static const char *const INDEX = "kestrel-widget-index";
+// would spend 3 ms in it. So the registry has an index, the first entry of that list, which is asked for by a
+// key: by its name it would cost nearly as much as the rest of a look-up.
+static GQuark index_key() {
+    static const GQuark key = g_quark_from_static_string("kestrel-widget-index");
+    return key;
+}
 
 static GHashTable *index_of(GtkWidget *window) {
-    return static_cast<GHashTable *>(g_object_get_data(G_OBJECT(window), INDEX));
+    return static_cast<GHashTable *>(g_object_get_qdata(G_OBJECT(window), index_key()));
 }
 
 static GHashTable *new_index(GtkWidget *window) {
     GHashTable *index = g_hash_table_new(g_str_hash, g_str_equal);
-    g_object_set_data_full(G_OBJECT(window), INDEX, index,
-                           reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
+    g_object_set_qdata_full(G_OBJECT(window), index_key(), index,
+                            reinterpret_cast<GDestroyNotify>(g_hash_table_unref));
     return index;
 }
 
