@@ -28,8 +28,8 @@ struct window_run {
 // when its first page is painted; then it can be used.
 window_run start(const std::vector<std::string> &words);
 window_run start_untouched(const std::vector<std::string> &words); // `words` alone, nothing waited for
-bool has_started();
-std::string set_display(const std::string &name); // of the next start; returns the one before
+bool has_started();                                                // waits for it
+std::string set_display(const std::string &name); // for the next start; returns the one before
 
 run_result end_of(const window_run &run); // waits for it
 run_result quit(const window_run &run);   // behind all that was typed and clicked before
@@ -48,8 +48,8 @@ void keys(const std::vector<std::string> &names); // into the main window, which
 void keys_into(const std::string &title, const std::vector<std::string> &names);
 void type(const std::string &text); // into the main window
 void click(const std::string &title, int x, int y, int times = 1);
-void move_window(const std::string &title, int x, int y);
 void click(screen::window_id window, int x, int y, int times = 1);
+void move_window(const std::string &title, int x, int y);
 
 // ---- Eyes
 
@@ -62,7 +62,7 @@ int page_on_top(); // -1: none can be made out
 bool has_opened(page page);
 bool open_page(page page); // from any other, by its tab
 
-// Where things are that are clicked.
+// What is clicked in the main window: the middles of widgets whose sizes are fixed.
 constexpr int BUTTONS_Y = 83; // on the Items page
 constexpr int ENTRY_X = 130;
 constexpr int SELECT_ALL_X = 373;

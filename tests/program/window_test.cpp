@@ -246,7 +246,7 @@ TEST(Window, EveryWayOfQuittingIsAGoodEnd) {
     }
 }
 
-TEST(Window, QuittingLeavesOtherWindowsBehindNoMore) {
+TEST(Window, QuittingWithOtherWindowsOpenIsAGoodEnd) {
     window_run run = start({troubled_board("300")});
     ASSERT_TRUE(is_shown(ALERTS));
     keys({"alt+h", "Return"});
