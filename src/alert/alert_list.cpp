@@ -21,7 +21,7 @@ void free_alert_msg_node(alert_msg_node *node) { free(node); }
 void list_alert_msg_node(const alert_msg_node *head) {
     printf("list_node() - begin\n");
     for (const alert_msg_node *node = head->next; node != nullptr; node = node->next)
-        printf("%s\n", node->msg);
+        printf("%s\n", node->msg != nullptr ? node->msg : "");
     printf("list_alert_msg_node() - end\n");
 }
 

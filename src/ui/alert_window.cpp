@@ -49,7 +49,7 @@ void on_buttonShowAlertMessage_clicked(GtkButton *, gpointer) {
     if (mywindowAlertMessage == nullptr)
         mywindowAlertMessage = create_windowAlertMessage();
     place_alert_window();
-    gtk_widget_show(mywindowAlertMessage);
+    gtk_window_present(GTK_WINDOW(mywindowAlertMessage)); // shown, and on top: it may be covered
 }
 
 void on_buttonAcknowledge_clicked(GtkButton *button, gpointer) {

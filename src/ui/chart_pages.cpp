@@ -164,9 +164,9 @@ static void build_page(GtkWidget *window, const chart_page *page, const item_dis
     }
     for (unsigned unused = slot; unused < page->slots; unused++)
         hide_slot(window, page, unused);
-    for (unsigned last = slot > 0 ? slot - 1 : 0; last < page->slots;
-         last++) // separators stand between rows only
-        gtk_widget_hide(member(window, "hseparator", page, "", last));
+    // Separators stand between rows only: the last row has none.
+    for (unsigned i = slot > 0 ? slot - 1 : 0; i < page->slots; i++)
+        gtk_widget_hide(member(window, "hseparator", page, "", i));
 }
 
 void build_Fan(GtkWidget *window, const item_display *displays, int32_t count) {

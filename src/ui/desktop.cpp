@@ -1,5 +1,6 @@
 #include "ui/desktop.h"
 
+#include <clocale>
 #include <cstdarg>
 #include <cstring>
 
@@ -23,6 +24,7 @@ GnomeProgram *gnome_program_init(const char *app_id, const char *app_version, co
                                  int argc, char **argv, const char *first_property, ...) {
     if (!gtk_init_check(&argc, &argv))
         return nullptr;
+    setlocale(LC_NUMERIC, "C"); // the toolkit took the user's: "12,10" on the pages, "12.10" in the report
     the_program.app_id = app_id;
     the_program.app_version = app_version;
     va_list arguments;

@@ -41,7 +41,7 @@ void on_alert1_activate(GtkMenuItem *item, gpointer) { show_page(item, ALERT_PAG
 void on_about1_activate(GtkMenuItem *, gpointer) {
     if (myabout2 == nullptr)
         myabout2 = create_about2();
-    gtk_widget_show(myabout2);
+    gtk_window_present(GTK_WINDOW(myabout2)); // shown, and on top: it may be covered
 }
 
 // A negative response: the box was closed, and is gone. Others (its list of authors) change nothing.

@@ -128,7 +128,7 @@ void register_widgets(GtkWidget *window) {
     GHashTable *index = new_index(window);
     g_object_set_data(G_OBJECT(window), gtk_widget_get_name(window), window);
     for (GtkWidget *widget : unregistered) {
-        const char *name = gtk_widget_get_name(widget); // lives as long as the widget
+        const char *name = g_intern_string(gtk_widget_get_name(widget));
         g_object_set_data_full(G_OBJECT(window), name, g_object_ref(widget), g_object_unref);
         g_hash_table_insert(index, const_cast<char *>(name), widget);
     }
@@ -214,7 +214,7 @@ GdkPixbuf *create_pixbuf(const char *filename) {
 void glade_set_atk_action_description(AtkAction *action, const char *action_name, const char *description) {
     int count = atk_action_get_n_actions(action);
     for (int i = 0; i < count; i++)
-        if (strcmp(atk_action_get_name(action, i), action_name) == 0)
+        if (g_strcmp0(atk_action_get_name(action, i), action_name) == 0) // an action may have no name
             atk_action_set_description(action, i, description);
 }
 
@@ -263,7 +263,7 @@ void set_entry_quietly(GtkWidget *entry, const char *text) {
     std::string shown = text_for(entry, text);
     if (shown == gtk_entry_get_text(GTK_ENTRY(entry)))
         return;
-    // Every handler of ours is connected without data; a match by the signal alone is none.
+    // Every handler of ours is connected without data. GLib blocks nothing when only the signal is given.
     auto ours = static_cast<GSignalMatchType>(G_SIGNAL_MATCH_ID | G_SIGNAL_MATCH_DATA);
     unsigned changed = g_signal_lookup("changed", GTK_TYPE_EDITABLE);
     g_signal_handlers_block_matched(entry, ours, changed, 0, nullptr, nullptr, nullptr);

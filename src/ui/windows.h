@@ -16,5 +16,5 @@ GtkWidget *create_windowAlertMessage();
 // A new information dialog with this message; every message has one of its own. Returned shown.
 GtkWidget *show_info(const char *message);
 
-// A window right of the main one, its top 200 pixels above the main window's bottom edge.
+// Moves the alert window right of the main one, its top 200 pixels above the main window's bottom edge.
 void place_alert_window();

@@ -117,6 +117,15 @@ TEST(AlertList, NullNodesAreTaken) {
     release(head);
 }
 
+// The caller may fill a node after it was appended.
+TEST(AlertList, ListingShowsANodeWithoutTextAsAnEmptyLine) {
+    alert_msg_node *head = list_of({"a"});
+    append_alert_msg_node(head, new_alert_msg_node());
+    EXPECT_EQ(test_door::captured_stdout([&] { list_alert_msg_node(head); }),
+              "list_node() - begin\na\n\nlist_alert_msg_node() - end\n");
+    release(head);
+}
+
 TEST(AlertList, ListingBracketsItsMessages) {
     alert_msg_node *head = list_of({"a", "b"});
     EXPECT_EQ(test_door::captured_stdout([&] { list_alert_msg_node(head); }),

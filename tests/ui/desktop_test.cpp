@@ -1,6 +1,7 @@
 // The calls of the desktop library that are carried here.
 #include "ui/desktop.h"
 
+#include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -237,4 +238,12 @@ TEST(ApplicationWindow, StacksMenusContentsAndStatusBar) {
     EXPECT_GT(room.height, 500) << "the contents take what the bars leave of 600";
     EXPECT_EQ(room.width, 640);
     gtk_widget_hide(app);
+}
+
+// The toolkit takes the user's language when it starts; in many of them "12.10" would be "12,10".
+TEST(ProgramInit, NumbersKeepTheirPoint) {
+    setenv("LC_ALL", "C.UTF-8", 1);
+    test_window::open_display();
+    EXPECT_STREQ(setlocale(LC_MESSAGES, nullptr), "C.UTF-8");
+    EXPECT_STREQ(setlocale(LC_NUMERIC, nullptr), "C");
 }
