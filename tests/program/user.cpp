@@ -246,11 +246,15 @@ bool entry_shows(const std::string &text) {
     return shows;
 }
 
+// Whoever sees a dialog stay presses the key again: one that is pressed while the focus is on its way may
+// reach nobody.
 bool confirm_dialog() {
-    if (!is_shown(DIALOG))
-        return false;
-    keys_into(DIALOG, {"Return"});
-    return is_gone(DIALOG);
+    for (int tries = 0; tries < 4 && is_shown(DIALOG); tries++) {
+        keys_into(DIALOG, {"Return"});
+        if (wait_until([] { return screen::window(DIALOG) == 0; }, 5))
+            return true;
+    }
+    return false;
 }
 
 // ---- The X server
