@@ -1,0 +1,92 @@
+# What the tests in the emulated machine share. Each prints a line, "ok" or "FAILED" and what it is about; after a
+# failure the lines that differ.
+
+tests_run=0
+tests_failed=0
+
+# run COMMAND...: keeps what it writes in $out and $err (files) and its exit status in $status.
+out=/tmp/out
+err=/tmp/err
+run() {
+  status=0
+  "$@" >$out 2>$err </dev/null || status=$?
+}
+
+passed() {
+  tests_run=$((tests_run + 1))
+  echo "ok      $1"
+}
+
+failed() { # ABOUT [WHY]
+  tests_run=$((tests_run + 1))
+  tests_failed=$((tests_failed + 1))
+  echo "FAILED  $1${2:+: $2}"
+}
+
+# is ABOUT EXPECTED ACTUAL
+is() {
+  if [ "$2" = "$3" ]; then passed "$1"; else failed "$1" "\"$3\" instead of \"$2\""; fi
+}
+
+# A report ends with the time, which nobody can know beforehand.
+without_time() { sed 's/^\(-\{45\}\) [A-Z][a-z][a-z] [A-Z][a-z][a-z] .* 20[0-9][0-9]$/\1 (the time)/' "$1"; }
+
+# same ABOUT EXPECTED ACTUAL: two files.
+same() {
+  without_time "$2" >/tmp/expected
+  without_time "$3" >/tmp/actual
+  if cmp -s /tmp/expected /tmp/actual; then
+    passed "$1"
+  else
+    failed "$1"
+    diff -U 1 /tmp/expected /tmp/actual | sed -n '3,40p'
+  fi
+}
+
+# ended ABOUT STATUS: as the last command did; its output and its messages are given on descriptors 3 and 4, or none
+# is expected.
+says() { # ABOUT STATUS OUTPUT MESSAGES: of the last command; texts as printf wants them
+  is "$1: status" "$2" "$status"
+  printf "$3" >/tmp/wanted
+  same "$1: output" /tmp/wanted $out
+  printf "$4" >/tmp/wanted
+  same "$1: messages" /tmp/wanted $err
+}
+
+# reports ABOUT FILE: the last command ended well, with that output and no message.
+reports() {
+  is "$1: status" 0 "$status"
+  same "$1: output" "$2" $out
+  is "$1: messages" "" "$(cat $err)"
+}
+
+finish() {
+  echo "$tests: $((tests_run - tests_failed)) of $tests_run passed"
+  [ "$tests_failed" = 0 ] && echo "$tests: all is well"
+}
+
+banner='Kestrel II hardware-health monitor\nKestrel II watches Brigantine server boards\n'
+boards=/tests/boards
+
+# section PRODUCT: that product's section of the master file, as a configuration.
+section() {
+  awk -v head="[_$1_]" '$0 == head { inside = 1; next } /^\[_/ { inside = 0 } inside' /tests/AllKestrel.ini
+}
+
+# registers BOARD TABLE...: the values of those tables of a board's file, as "REGISTER VALUE" in lines; the first
+# value of those that move.
+registers() {
+  local board=$1 table
+  shift
+  for table in "$@"; do
+    awk -v table="[$table]" '
+      /^\[/ { inside = ($0 == table) }
+      inside && /^0x/ {
+        split($0, half, " = ")
+        sub(/.*(value|values|swing) = \[?/, "", $0)
+        if ($0 ~ /^0x[0-9A-F]+ = /) sub(/^0x[0-9A-F]+ = /, "", $0)
+        match($0, /^(0x)?[0-9A-Fa-f]+/)
+        print half[1], substr($0, 1, RLENGTH)
+      }' "$boards/$board/board.toml"
+  done
+}
