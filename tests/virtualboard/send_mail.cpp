@@ -1,5 +1,5 @@
-// send-mail [virtual board's options] BOARD health|test RECIPIENTS NAME [COUNT]: sends mails over the virtual
-// door and says how each went.
+// send-mail health|test RECIPIENTS NAME [COUNT]: sends mails over the door that it is linked with and says how
+// each went. The virtual one takes its options and the board before them.
 #include "alert/mail.h"
 
 #include <cstdio>
