@@ -67,8 +67,11 @@ FILE *os_fopen(const char *, const char *) {
 }
 FILE *os_create_private(const char *, mode_t) { return nullptr; }
 int os_fchmod(FILE *, mode_t) { return not_here(); }
+int os_fsync(FILE *) { return not_here(); }
 int os_fclose(FILE *stream) { return fclose(stream); }
 bool os_exists(const char *) { return false; }
+int os_mode(const char *, mode_t *) { return not_here(); }
+int os_link(const char *, const char *) { return not_here(); }
 int os_rename(const char *, const char *) { return not_here(); }
 int os_unlink(const char *) { return not_here(); }
 int os_list_directory(const char *, std::vector<std::string> *) { return not_here(); }

@@ -342,11 +342,31 @@ int os_fchmod(FILE *stream, mode_t mode) {
     return failed ? -1 : 0;
 }
 
+int os_fsync(FILE *stream) {
+    bool failed = fflush(stream) != 0 || fsync(fileno(stream)) != 0;
+    trace("fsync%s", outcome(failed));
+    return failed ? -1 : 0;
+}
+
 int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
 
 bool os_exists(const char *path) {
     struct stat status;
     return has_device(&board, path) || stat(real_path(path).c_str(), &status) == 0;
+}
+
+int os_mode(const char *path, mode_t *mode) {
+    struct stat status;
+    if (stat(real_path(path).c_str(), &status) != 0)
+        return -1;
+    *mode = status.st_mode & 0777;
+    return 0;
+}
+
+int os_link(const char *existing, const char *name) {
+    int result = link(real_path(existing).c_str(), real_path(name).c_str());
+    trace("link %s %s%s", existing, name, outcome(result != 0));
+    return result;
 }
 
 int os_rename(const char *from, const char *to) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "config/ini_lines.h"
+#include "config/ini_replace.h"
 #include "config/revision_rules.h"
 #include "hw/chip_codes.h"
 #include "hw/os.h"
@@ -73,24 +74,21 @@ static uint32_t not_in_master() {
     return FAILED;
 }
 
-// What is not whole goes again: the next start would take it for the board's configuration.
-static uint32_t write_configuration(FILE *master) {
-    FILE *out = os_fopen(KESTREL_INI, "w");
-    if (out == nullptr) {
-        fprintf(stderr, "Error: Cannot create the file '%s'.\n", KESTREL_INI);
-        return FAILED;
-    }
-    bool found = copy_section(master, out);
-    bool written = ferror(out) == 0 && ferror(master) == 0;
-    if (os_fclose(out) != 0)
-        written = false;
-    if (found && written)
-        return 0;
-    os_unlink(KESTREL_INI);
-    if (!found)
-        return not_in_master();
+static uint32_t not_created() {
     fprintf(stderr, "Error: Cannot create the file '%s'.\n", KESTREL_INI);
     return FAILED;
+}
+
+static uint32_t write_configuration(FILE *master) {
+    constexpr mode_t FOR_ALL_TO_READ = 0644; // as the master files are
+    FILE *out = open_new_ini(FOR_ALL_TO_READ);
+    if (out == nullptr)
+        return not_created();
+    bool found = copy_section(master, out);
+    bool written = close_new_ini(out, found && ferror(master) == 0);
+    if (!found)
+        return not_in_master();
+    return written ? 0 : not_created();
 }
 
 uint32_t produce_kestrel_ini(const char *product, const char *version) {

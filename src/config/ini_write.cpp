@@ -5,6 +5,7 @@
 #include <string>
 
 #include "config/ini_lines.h"
+#include "config/ini_replace.h"
 #include "hw/os.h"
 #include "hw/text.h"
 
@@ -163,21 +164,38 @@ static void copy_alert_page(FILE *in, FILE *out, const rewrite *what) {
 
 // ---- The files
 
-// A file that was not written whole gives way to the one it was made from. If even that fails it is removed:
-// a part of a configuration is worse than none, and the copy beside it is whole.
-static ini_write_result take_back(ini_write_failure failure, const char *path) {
-    if (os_rename(KESTREL_INI_OLD, KESTREL_INI) != 0)
-        os_unlink(KESTREL_INI);
+// Where the file was moved away, or there was none, the copy becomes the configuration.
+static ini_write_result give_up(ini_write_failure failure, const char *path) {
+    if (!os_exists(KESTREL_INI))
+        os_rename(KESTREL_INI_OLD, KESTREL_INI);
     return {failure, path};
+}
+
+// The file becomes the copy in one step and keeps its own name: it gets a second one, which is moved over the
+// older copy. Only where a file cannot have two names (FAT) is it moved away itself. The second name is still
+// there when the move failed, and when copy and file were one already, for then a move does nothing.
+static bool keep_copy() {
+    const char *second = KESTREL_INI_OLD ".new";
+    os_unlink(second);
+    bool linked = os_link(KESTREL_INI, second) == 0;
+    bool kept = os_rename(linked ? second : KESTREL_INI, KESTREL_INI_OLD) == 0;
+    if (linked)
+        os_unlink(second);
+    return kept;
 }
 
 // A stale .old must never replace a configuration that is there. If none is there any more, saving makes one
 // from it, with the settings in memory; hiding does not.
 static bool set_aside(const rewrite *what) {
-    if (os_rename(KESTREL_INI, KESTREL_INI_OLD) == 0)
+    if (keep_copy())
         return true;
     bool saves = what->system != nullptr;
     return saves && !os_exists(KESTREL_INI);
+}
+
+static FILE *open_new_ini_like_old() {
+    mode_t mode;
+    return os_mode(KESTREL_INI_OLD, &mode) == 0 ? open_new_ini(mode) : nullptr;
 }
 
 static ini_write_result rewrite_file(const rewrite *what) {
@@ -185,18 +203,17 @@ static ini_write_result rewrite_file(const rewrite *what) {
         return {INI_NOT_OPENED, KESTREL_INI_OLD};
     FILE *in = os_fopen(KESTREL_INI_OLD, "r");
     if (in == nullptr)
-        return take_back(INI_NOT_OPENED, KESTREL_INI_OLD);
-    FILE *out = os_fopen(KESTREL_INI, "w");
+        return give_up(INI_NOT_OPENED, KESTREL_INI_OLD);
+    FILE *out = open_new_ini_like_old();
     if (out == nullptr) {
         os_fclose(in);
-        return take_back(INI_NOT_OPENED, KESTREL_INI);
+        return give_up(INI_NOT_OPENED, KESTREL_INI);
     }
     what->copy(in, out, what);
-    bool complete = ferror(in) == 0 && ferror(out) == 0;
+    bool read = ferror(in) == 0;
     int in_closed = os_fclose(in);
-    int out_closed = os_fclose(out);
-    if (out_closed != 0 || !complete)
-        return take_back(INI_NOT_CLOSED, KESTREL_INI);
+    if (!close_new_ini(out, read))
+        return give_up(INI_NOT_CLOSED, KESTREL_INI);
     if (in_closed != 0)
         return {INI_NOT_CLOSED, KESTREL_INI_OLD};
     return {INI_WRITTEN, nullptr};

@@ -1,7 +1,7 @@
 #pragma once
 // The line-by-line rewrites of /etc/Kestrel.ini. Nothing is printed here: the caller says what happened. The
-// file as it was is kept in /etc/Kestrel.ini.old; whatever fails, the previous contents are complete in one
-// of the two.
+// file as it was is kept in /etc/Kestrel.ini.old; whatever fails, and wherever the process is killed,
+// /etc/Kestrel.ini is the previous file or the whole new one.
 
 #include <cstdint>
 

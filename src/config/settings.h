@@ -7,6 +7,7 @@
 
 #define KESTREL_INI "/etc/Kestrel.ini"
 #define KESTREL_INI_OLD "/etc/Kestrel.ini.old"
+#define KESTREL_INI_NEW "/etc/Kestrel.ini.new" // while it is written
 
 // Number fields of items and parameters hold this when the file gave no such key.
 constexpr uint32_t NOT_GIVEN = 0xFF;

@@ -147,10 +147,22 @@ int os_fchmod(FILE *stream, mode_t mode) {
     return fflush(stream) == 0 && fchmod(fileno(stream), mode) == 0 ? 0 : -1;
 }
 
+int os_fsync(FILE *stream) { return fflush(stream) == 0 && fsync(fileno(stream)) == 0 ? 0 : -1; }
+
 bool os_exists(const char *path) {
     struct stat status;
     return stat(path, &status) == 0;
 }
+
+int os_mode(const char *path, mode_t *mode) {
+    struct stat status;
+    if (stat(path, &status) != 0)
+        return -1;
+    *mode = status.st_mode & 0777;
+    return 0;
+}
+
+int os_link(const char *existing, const char *name) { return link(existing, name); }
 
 int os_rename(const char *from, const char *to) { return rename(from, to); }
 

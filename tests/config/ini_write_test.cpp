@@ -220,6 +220,7 @@ TEST(RewriteMonitorLines, FailedRenameLeavesBothFiles) {
     EXPECT_STREQ(result.path, "/etc/Kestrel.ini.old");
     EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), WHOLE);
     EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), "stale");
+    EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.old.new"));
 }
 
 TEST(RewriteMonitorLines, MissingFileIsNotMadeFromAnOlderCopy) {
@@ -233,18 +234,20 @@ TEST(RewriteMonitorLines, MissingFileIsNotMadeFromAnOlderCopy) {
     EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), "stale");
 }
 
-TEST(RewriteMonitorLines, OldFileThatCannotBeOpenedGoesBack) {
+TEST(RewriteMonitorLines, OldFileThatCannotBeOpenedLeavesTheFile) {
     ini_write_result result = rewrite_with_failure("fopen", 1);
     EXPECT_EQ(result.failure, INI_NOT_OPENED);
     EXPECT_STREQ(result.path, "/etc/Kestrel.ini.old");
     EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), WHOLE);
 }
 
-TEST(RewriteMonitorLines, NewFileThatCannotBeOpenedGivesWayToTheOld) {
-    ini_write_result result = rewrite_with_failure("fopen", 2);
-    EXPECT_EQ(result.failure, INI_NOT_OPENED);
-    EXPECT_STREQ(result.path, "/etc/Kestrel.ini");
-    EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), WHOLE);
+TEST(RewriteMonitorLines, NewFileThatCannotBeCreatedLeavesTheFile) {
+    for (const char *call : {"create", "mode"}) {
+        ini_write_result result = rewrite_with_failure(call, 1);
+        EXPECT_EQ(result.failure, INI_NOT_OPENED) << call;
+        EXPECT_STREQ(result.path, "/etc/Kestrel.ini") << call;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), WHOLE) << call;
+    }
 }
 
 // The old file is closed first. It was only read: the new one is whole all the same.
@@ -256,23 +259,33 @@ TEST(RewriteMonitorLines, OldFileThatCannotBeClosedIsNamed) {
     EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[Item]\nITEM_NAME=Fan1\nMONITOR=FALSE\n");
 }
 
-// What could not be written to the end does not stay.
-TEST(RewriteMonitorLines, NewFileThatCannotBeClosedGivesWayToTheOld) {
-    ini_write_result result = rewrite_with_failure("fclose", 2);
-    EXPECT_EQ(result.failure, INI_NOT_CLOSED);
-    EXPECT_STREQ(result.path, "/etc/Kestrel.ini");
-    EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), WHOLE);
+// What could not be written to the end never gets the file's name, and does not stay.
+TEST(RewriteMonitorLines, NewFileThatCannotBeFinishedLeavesTheFile) {
+    const struct {
+        const char *call;
+        int nth;
+    } rows[] = {{"fsync", 1}, {"fclose", 2}, {"rename", 2}};
+    for (const auto &row : rows) {
+        ini_write_result result = rewrite_with_failure(row.call, row.nth);
+        EXPECT_EQ(result.failure, INI_NOT_CLOSED) << row.call;
+        EXPECT_STREQ(result.path, "/etc/Kestrel.ini") << row.call;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), WHOLE) << row.call;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), WHOLE) << row.call;
+        EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.new")) << row.call;
+    }
 }
 
-// When even the way back fails, the contents are still complete in the copy.
+// Where a file cannot have two names it was moved away: when even the way back fails, the contents are still
+// complete in the copy.
 TEST(RewriteMonitorLines, FailedWayBackKeepsTheCopy) {
     const struct {
         const char *call;
         int nth;
-    } rows[] = {{"fopen", 1}, {"fopen", 2}, {"fclose", 2}};
+    } rows[] = {{"fopen", 1}, {"create", 1}, {"fsync", 1}, {"fclose", 2}};
     for (const auto &row : rows) {
         test_door::reset();
         test_door::put_file("/etc/Kestrel.ini", WHOLE);
+        test_door::fail_call("link", 1, EPERM);
         test_door::fail_call(row.call, row.nth, EACCES);
         test_door::fail_call("rename", 2, EACCES);
         std::vector<item_record> items = items_monitored({0});
@@ -937,8 +950,8 @@ static void expect_loads_as_configured(const std::string &what) {
     EXPECT_EQ(loaded.items[0].Monitor, 1u) << what;
 }
 
-// Calls in their order: rename; open the old file, then the new one; read, write; close the old, then the
-// new.
+// Calls in their order: link and rename make the copy; open it; create the new file; read, write; close the
+// copy; write the new file to the disk, close and rename it.
 TEST(SaveFailure, LeavesThePreviousFileComplete) {
     const struct {
         const char *call;
@@ -948,22 +961,45 @@ TEST(SaveFailure, LeavesThePreviousFileComplete) {
     } rows[] = {
         {"rename", 1, INI_NOT_OPENED, "/etc/Kestrel.ini.old"},
         {"fopen", 1, INI_NOT_OPENED, "/etc/Kestrel.ini.old"},
-        {"fopen", 2, INI_NOT_OPENED, "/etc/Kestrel.ini"},
+        {"mode", 1, INI_NOT_OPENED, "/etc/Kestrel.ini"},
+        {"create", 1, INI_NOT_OPENED, "/etc/Kestrel.ini"},
         {"fread", 1, INI_NOT_CLOSED, "/etc/Kestrel.ini"},
         {"fread", 2, INI_NOT_CLOSED, "/etc/Kestrel.ini"},
         {"fwrite", 1, INI_NOT_CLOSED, "/etc/Kestrel.ini"},
+        {"fsync", 1, INI_NOT_CLOSED, "/etc/Kestrel.ini"},
         {"fclose", 2, INI_NOT_CLOSED, "/etc/Kestrel.ini"},
+        {"rename", 2, INI_NOT_CLOSED, "/etc/Kestrel.ini"},
     };
     for (const auto &page : saves)
-        for (const auto &row : rows) {
-            const std::string what = std::string(page.name) + ", " + row.call + std::to_string(row.nth);
-            put_configuration();
-            test_door::fail_call(row.call, row.nth, EIO);
-            ini_write_result result = page.save();
-            EXPECT_EQ(result.failure, row.failure) << what;
-            EXPECT_STREQ(result.path, row.path) << what;
-            expect_loads_as_configured(what);
-        }
+        for (const auto &row : rows)
+            for (bool links : {true, false}) {
+                const std::string what = std::string(page.name) + ", " + row.call + std::to_string(row.nth) +
+                                         (links ? "" : ", without links");
+                put_configuration();
+                if (!links)
+                    test_door::fail_call("link", 1, EPERM);
+                test_door::fail_call(row.call, row.nth, EIO);
+                ini_write_result result = page.save();
+                EXPECT_EQ(result.failure, row.failure) << what;
+                EXPECT_STREQ(result.path, row.path) << what;
+                expect_loads_as_configured(what);
+                EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.new")) << what;
+                EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.old.new")) << what;
+            }
+}
+
+// The file and its copy are one by then. The next save parts them again.
+TEST(SaveFailure, DoesNotKeepTheNextSaveFromMakingItsCopy) {
+    for (const auto &page : saves) {
+        put_configuration();
+        test_door::fail_call("fsync", 1, EIO);
+        EXPECT_EQ(page.save().failure, INI_NOT_CLOSED) << page.name;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), CONFIGURED) << page.name;
+        EXPECT_EQ(page.save().failure, INI_WRITTEN) << page.name;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), page.saved) << page.name;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), CONFIGURED) << page.name;
+        EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.old.new")) << page.name;
+    }
 }
 
 TEST(SaveFailure, FailedRenameLeavesTheCopy) {
@@ -1024,10 +1060,11 @@ TEST(SaveFailure, FailedWayBackKeepsTheCopy) {
     const struct {
         const char *call;
         int nth;
-    } rows[] = {{"fopen", 1}, {"fopen", 2}, {"fread", 1}, {"fwrite", 1}, {"fclose", 2}};
+    } rows[] = {{"fopen", 1}, {"create", 1}, {"fread", 1}, {"fwrite", 1}, {"fclose", 2}};
     for (const auto &page : saves)
         for (const auto &row : rows) {
             put_configuration();
+            test_door::fail_call("link", 1, EPERM); // or there would be no way back
             test_door::fail_call(row.call, row.nth, EIO);
             test_door::fail_call("rename", 2, EIO);
             EXPECT_NE(page.save().failure, INI_WRITTEN) << page.name << ' ' << row.call << row.nth;
@@ -1044,8 +1081,8 @@ TEST(SaveFailure, LeavesNoFileOpen) {
     const struct {
         const char *call;
         int nth;
-    } rows[] = {{"none", 1},  {"rename", 1}, {"fopen", 1},  {"fopen", 2},
-                {"fread", 1}, {"fwrite", 1}, {"fclose", 1}, {"fclose", 2}};
+    } rows[] = {{"none", 1},  {"link", 1},   {"rename", 1}, {"fopen", 1}, {"mode", 1},   {"create", 1},
+                {"fread", 1}, {"fwrite", 1}, {"fclose", 1}, {"fsync", 1}, {"fclose", 2}, {"rename", 2}};
     for (const auto &page : saves)
         for (const auto &row : rows) {
             put_configuration();
@@ -1066,6 +1103,58 @@ TEST(SaveFailure, DirectoryInTheCopysPlaceStopsTheSave) {
         EXPECT_STREQ(result.path, "/etc/Kestrel.ini.old") << page.name;
         expect_loads_as_configured(page.name);
         EXPECT_TRUE(std::filesystem::is_directory(test_door::real_path("/etc/Kestrel.ini.old"))) << page.name;
+    }
+}
+
+// ---- How the file is replaced
+
+// It keeps its name all the time: the copy is a second name for it, and the new file takes over the first
+// one at the end.
+TEST(Replacing, StepsComeInTheirOrder) {
+    for (const auto &page : saves) {
+        put_configuration();
+        std::filesystem::permissions(test_door::real_path("/etc/Kestrel.ini"),
+                                     static_cast<std::filesystem::perms>(0640));
+        EXPECT_EQ(page.save().failure, INI_WRITTEN) << page.name;
+        EXPECT_EQ(test_door::take_log(), "unlink /etc/Kestrel.ini.old.new\n"
+                                         "link /etc/Kestrel.ini /etc/Kestrel.ini.old.new\n"
+                                         "rename /etc/Kestrel.ini.old.new /etc/Kestrel.ini.old\n"
+                                         "unlink /etc/Kestrel.ini.old.new\n"
+                                         "create /etc/Kestrel.ini.new 0640\n"
+                                         "fsync\n"
+                                         "fclose\n"
+                                         "rename /etc/Kestrel.ini.new /etc/Kestrel.ini\n")
+            << page.name;
+    }
+}
+
+TEST(Replacing, WorksWhereAFileCannotHaveTwoNames) {
+    for (const auto &page : saves) {
+        put_configuration();
+        test_door::fail_call("link", 1, EPERM);
+        EXPECT_EQ(page.save().failure, INI_WRITTEN) << page.name;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), page.saved) << page.name;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), CONFIGURED) << page.name;
+        EXPECT_EQ(test_door::take_log().find("unlink /etc/Kestrel.ini.old.new\n"
+                                             "link /etc/Kestrel.ini /etc/Kestrel.ini.old.new failed\n"
+                                             "rename /etc/Kestrel.ini /etc/Kestrel.ini.old\n"
+                                             "create "),
+                  0u)
+            << page.name;
+    }
+}
+
+// Of a save that was killed.
+TEST(Replacing, WhatAnEarlierOneLeftGoes) {
+    for (const auto &page : saves) {
+        put_configuration();
+        test_door::put_file("/etc/Kestrel.ini.new", "[System]\nPOLL");
+        test_door::put_file("/etc/Kestrel.ini.old.new", "[System]\nPOLLING=1\n");
+        EXPECT_EQ(page.save().failure, INI_WRITTEN) << page.name;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), page.saved) << page.name;
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), CONFIGURED) << page.name;
+        EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.new")) << page.name;
+        EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.old.new")) << page.name;
     }
 }
 

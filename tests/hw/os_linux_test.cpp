@@ -138,6 +138,53 @@ TEST(Fchmod, FailsWhenTheTextCannotBeWritten) {
     os_fclose(full);
 }
 
+TEST(Fsync, PutsTheTextIntoTheFile) {
+    std::string here = scratch_directory();
+    FILE *stream = os_create_private((here + "/file").c_str(), 0600);
+    ASSERT_NE(stream, nullptr);
+    fputs("text", stream);
+    EXPECT_EQ(file_contents(here + "/file"), "");
+    EXPECT_EQ(os_fsync(stream), 0);
+    EXPECT_EQ(file_contents(here + "/file"), "text");
+    EXPECT_EQ(os_fclose(stream), 0);
+}
+
+TEST(Fsync, FailsWhenTheTextCannotBeWritten) {
+    FILE *full = os_fopen("/dev/full", "w");
+    ASSERT_NE(full, nullptr);
+    fputs("text", full);
+    errno = 0;
+    EXPECT_EQ(os_fsync(full), -1);
+    EXPECT_EQ(errno, ENOSPC);
+    os_fclose(full);
+}
+
+TEST(Mode, IsThePermissionBits) {
+    std::string file = scratch_directory() + "/file";
+    mode_t mode = 01234;
+    EXPECT_EQ(os_mode(file.c_str(), &mode), -1);
+    EXPECT_EQ(mode, 01234u);
+    put(file, "text");
+    for (mode_t wanted : {0644, 0600, 0000, 0777}) {
+        chmod(file.c_str(), wanted);
+        EXPECT_EQ(os_mode(file.c_str(), &mode), 0);
+        EXPECT_EQ(mode, wanted);
+    }
+}
+
+TEST(Link, IsASecondNameOfTheFileThatNeverTakesAnothersPlace) {
+    std::string here = scratch_directory();
+    put(here + "/file", "text");
+    put(here + "/other", "precious");
+    EXPECT_EQ(os_link((here + "/file").c_str(), (here + "/second").c_str()), 0);
+    put(here + "/file", "changed");
+    EXPECT_EQ(file_contents(here + "/second"), "changed");
+    errno = 0;
+    EXPECT_EQ(os_link((here + "/file").c_str(), (here + "/other").c_str()), -1);
+    EXPECT_EQ(errno, EEXIST);
+    EXPECT_EQ(file_contents(here + "/other"), "precious");
+}
+
 // Runs the file at `path` in a child, as the mail script is run.
 static int run_script(const std::string &path) {
     pid_t child = os_fork();

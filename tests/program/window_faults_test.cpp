@@ -326,7 +326,7 @@ TEST(WindowFaults, AConfigurationThatIsGoneEndsTheProgram) {
     EXPECT_FALSE(std::filesystem::exists(kept_path(run, "/etc/Kestrel.ini")));
 }
 
-// Nothing can be created any more, not even in the place of what was moved.
+// Nothing can be created any more.
 TEST(WindowFaults, ADirectoryThatIsGoneEndsTheProgram) {
     window_run run = start({small_board("300")});
     std::filesystem::rename(kept_path(run, "/etc"), kept_path(run, "/elsewhere"));
@@ -335,8 +335,7 @@ TEST(WindowFaults, ADirectoryThatIsGoneEndsTheProgram) {
     EXPECT_EQ(kept(run, "/elsewhere/Kestrel.ini"), small_configuration());
 }
 
-// From the moment on when the window is there no file may grow beyond 1000 bytes. The file on the disk gives
-// way to the one before.
+// From the moment on when the window is there no file may grow beyond 1000 bytes.
 TEST(WindowFaults, AFullDiskEndsTheProgram) {
     window_run run = start({small_board("300")});
     rlimit limit = {1000, 1000};
@@ -344,7 +343,8 @@ TEST(WindowFaults, AFullDiskEndsTheProgram) {
     click_save();
     expect_end(end_of(run), "on_buttonSaveItems_clicked(): fclose() error!\n", "");
     EXPECT_EQ(kept(run, "/etc/Kestrel.ini"), small_configuration());
-    EXPECT_FALSE(std::filesystem::exists(kept_path(run, "/etc/Kestrel.ini.old")));
+    EXPECT_EQ(kept(run, "/etc/Kestrel.ini.old"), small_configuration());
+    EXPECT_FALSE(std::filesystem::exists(kept_path(run, "/etc/Kestrel.ini.new")));
 }
 
 // ---- The display

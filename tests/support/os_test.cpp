@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <sstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "hw/os.h"
@@ -328,15 +329,19 @@ static ssize_t empty_buffer(void *file, const char *bytes, size_t size) {
 static int close_file(void *file) { return fclose(static_cast<FILE *>(file)); }
 
 // A plain file, unless one of its buffers is to fail.
-FILE *os_fopen(const char *path, const char *mode) {
-    FILE *file = fails("fopen") ? nullptr : fopen(real_path(path).c_str(), mode);
+static FILE *open_file(const char *path, const char *mode) {
+    FILE *file = fopen(real_path(path).c_str(), mode);
     if (file == nullptr || failures.count("fread") + failures.count("fwrite") == 0)
         return file;
     return fopencookie(file, mode, {fill_buffer, empty_buffer, nullptr, close_file});
 }
 
+FILE *os_fopen(const char *path, const char *mode) {
+    return fails("fopen") ? nullptr : open_file(path, mode);
+}
+
 FILE *os_create_private(const char *path, mode_t mode) {
-    private_file = fails("create") ? nullptr : fopen(real_path(path).c_str(), "w");
+    private_file = fails("create") ? nullptr : open_file(path, "w");
     log_line("create %s %04o%s", path, mode, private_file == nullptr ? " failed" : "");
     if (private_file != nullptr && fails("write"))
         private_file = freopen("/dev/full", "w", private_file);
@@ -350,6 +355,12 @@ int os_fchmod(FILE *stream, mode_t mode) {
     return failed ? -1 : 0;
 }
 
+int os_fsync(FILE *stream) {
+    bool failed = fflush(stream) != 0 || fails("fsync");
+    log_line("fsync%s", failed ? " failed" : "");
+    return failed ? -1 : 0;
+}
+
 int os_fclose(FILE *stream) {
     bool failed = fails("fclose");
     if (stream == private_file)
@@ -359,6 +370,20 @@ int os_fclose(FILE *stream) {
 }
 
 bool os_exists(const char *path) { return has_file(path); }
+
+int os_mode(const char *path, mode_t *mode) {
+    struct stat status;
+    if (fails("mode") || stat(real_path(path).c_str(), &status) != 0)
+        return -1;
+    *mode = status.st_mode & 0777;
+    return 0;
+}
+
+int os_link(const char *existing, const char *name) {
+    bool failed = fails("link");
+    log_line("link %s %s%s", existing, name, failed ? " failed" : "");
+    return failed ? -1 : link(real_path(existing).c_str(), real_path(name).c_str());
+}
 
 int os_rename(const char *from, const char *to) {
     bool failed = fails("rename");

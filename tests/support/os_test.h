@@ -4,10 +4,10 @@
 //
 // Log lines: "iopl 3", "ioperm 0295 1 1", "outb 0295 4e", "inb 0296 80", "outl 0cf8 80000000", "inl 0cfc
 // ffffffff", "open /dev/mem 2" (flags), "close 50", "seek f0000", "map f0000 1000", "unmap 1000", "sleep 1",
-// "usleep 550000", "syslog kes2 1 0 4 TEXT", "rename A B", "unlink A", "system CMD", "popen CMD". A refused
-// or failed call has " failed" behind it. Reads, ioctls and waits are left to the test's own answers to log.
-// A private file: "create PATH 0600", "fchmod 0100 212" (bytes in the file by then), "fclose". Processes:
-// "fork", "exec PATH", "waitpid 4711".
+// "usleep 550000", "syslog kes2 1 0 4 TEXT", "link A B", "rename A B", "unlink A", "system CMD", "popen CMD".
+// A refused or failed call has " failed" behind it. Reads, ioctls and waits are left to the test's own
+// answers to log. A private file: "create PATH 0600", "fchmod 0100 212" (bytes in the file by then), "fsync",
+// "fclose". Processes: "fork", "exec PATH", "waitpid 4711".
 
 #include <cstdint>
 #include <ctime>
@@ -70,8 +70,8 @@ void grant_all_ports(bool on);
 
 // Call `name` ("ioperm", "fopen", "fclose", "rename", ...) fails with `error` the `nth` time from now (1: the
 // next). "fread" and "fwrite" are the fillings and emptyings of the buffers of files opened afterwards; a
-// write that fails leaves half of its bytes in the file, as a disk that runs full does. "write" makes a private
-// file one to which nothing can be written.
+// write that fails leaves half of its bytes in the file, as a disk that runs full does. "write" makes a
+// private file one to which nothing can be written.
 void fail_call(const char *name, int nth, int error);
 
 // Files as the program names them ("/etc/Kestrel.ini").

@@ -681,8 +681,10 @@ TEST(Save, FailuresAreSaidAndEndTheMainLoop) {
         int nth;
         const char *printed;
     } table[] = {{"fopen", 1, "on_buttonSaveItems_clicked(): fopen() error!\n"},
-                 {"fopen", 2, "on_buttonSaveItems_clicked(): fopen(KESTREL_INI) error!\n"},
+                 {"create", 1, "on_buttonSaveItems_clicked(): fopen(KESTREL_INI) error!\n"},
+                 {"fsync", 1, "on_buttonSaveItems_clicked(): fclose() error!\n"},
                  {"fclose", 2, "on_buttonSaveItems_clicked(): fclose() error!\n"},
+                 {"rename", 2, "on_buttonSaveItems_clicked(): fclose() error!\n"},
                  {"rename", 1, "on_buttonSaveItems_clicked(): fopen() error!\n"}};
     for (const auto &row : table)
         for (const char *button : {"buttonItemsSave", "buttonAlertSave"}) {
