@@ -17,6 +17,7 @@ static const char *const help =
     "  --list          name the boards that come with the program\n"
     "  --trace FILE    write every access in order, one line each\n"
     "  --keep DIR      leave the run's copy of the board's files in DIR (a new or an empty directory)\n"
+    "  --again DIR     go on with the files that an earlier run left in DIR, and leave them there\n"
     "  --uid N         the user id that the program sees (default: the board's, 0)\n"
     "  --fast          sleeps end at once; the board's clock moves on by them\n"
     "  --sleeps N      end the run at the Nth sleep, so that \"-t -i 5\" comes to an end\n"
@@ -24,6 +25,11 @@ static const char *const help =
     "  --clock TIME    switch the board on at TIME (\"2026-01-05 10:00:00\", local), and let only sleeps "
     "move it\n"
     "  --strict        end with status 99 when an access was neither answered nor declared absent\n"
+    "  --calls FILE    write every call to the machine into FILE, numbered from 1 on, one line each\n"
+    "  --fail N:ERROR  let call N fail: ENOENT, EIO or another name of errno; or short, a read or a write "
+    "that\n"
+    "                  moves half of its bytes and is the last one\n"
+    "  --die N         end before call N as if killed, with status 97\n"
     "  --help          this page\n";
 
 [[noreturn]] static void refuse(const char *what, const char *argument) {
@@ -99,6 +105,31 @@ static time_t clock_of(const char *argument) {
     return time;
 }
 
+// 0 for what is no name of an errno.
+static int error_named(const char *name) {
+    constexpr int LAST_ERROR = 133;
+    for (int error = 1; error <= LAST_ERROR; error++) {
+        const char *known = strerrorname_np(error);
+        if (known != nullptr && strcmp(known, name) == 0)
+            return error;
+    }
+    return 0;
+}
+
+static const char *const FAIL_WANTS =
+    "--fail wants a number from 1 on, a colon, and \"short\" or the name of an errno, not";
+
+static void take_failure(const char *argument, fault_plan *plan) {
+    const char *colon = strchr(argument, ':');
+    if (colon == nullptr)
+        refuse(FAIL_WANTS, argument);
+    std::string number(argument, colon);
+    plan->fail_at = static_cast<unsigned>(whole_number(FAIL_WANTS, number.c_str(), 1, UINT_MAX));
+    plan->error = strcmp(colon + 1, "short") == 0 ? SHORT_TRANSFER : error_named(colon + 1);
+    if (plan->error == 0)
+        refuse(FAIL_WANTS, argument);
+}
+
 // True for an option without an argument.
 static bool take_flag(const char *name, virtual_options *options) {
     if (strcmp(name, "--fast") == 0)
@@ -111,7 +142,8 @@ static bool take_flag(const char *name, virtual_options *options) {
 }
 
 static bool wants_argument(const char *name) {
-    for (const char *known : {"--trace", "--keep", "--uid", "--sleeps", "--speed", "--clock"})
+    for (const char *known : {"--trace", "--keep", "--again", "--uid", "--sleeps", "--speed", "--clock",
+                              "--calls", "--fail", "--die"})
         if (strcmp(name, known) == 0)
             return true;
     return false;
@@ -126,6 +158,17 @@ static void take_argument(const char *name, const char *argument, virtual_option
         options->trace_path = argument;
     } else if (strcmp(name, "--keep") == 0) {
         options->keep = argument;
+        options->again = false;
+    } else if (strcmp(name, "--again") == 0) {
+        options->keep = argument;
+        options->again = true;
+    } else if (strcmp(name, "--calls") == 0) {
+        options->calls_path = argument;
+    } else if (strcmp(name, "--fail") == 0) {
+        take_failure(argument, &options->faults);
+    } else if (strcmp(name, "--die") == 0) {
+        options->faults.die_at =
+            static_cast<unsigned>(whole_number("--die wants a number from 1 on, not", argument, 1, UINT_MAX));
     } else if (strcmp(name, "--uid") == 0) {
         options->uid_given = true;
         options->uid = static_cast<uint32_t>(

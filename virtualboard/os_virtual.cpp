@@ -13,11 +13,13 @@
 
 #include "board.h"
 #include "device_files.h"
+#include "faults.h"
 #include "hw/port_grants.h"
 #include "mailer.h"
 #include "options.h"
 #include "private_root.h"
 #include "signals.h"
+#include "streams.h"
 #include "trace.h"
 
 static virtual_options options;
@@ -73,7 +75,11 @@ void os_start(int *argc, char ***argv) {
     if (!options.trace_path.empty() && !open_trace(options.trace_path))
         refuse_board(options.trace_path + ": " + strerror(errno));
     remember_signals();
-    bool made = make_private_root(board, options.keep, &error);
+    if (!options.calls_path.empty() && !open_calls(options.calls_path))
+        refuse_board(options.calls_path + ": " + strerror(errno));
+    plan_faults(options.faults);
+    bool made = options.again ? reuse_private_root(options.keep, &error)
+                              : make_private_root(board, options.keep, &error);
     atexit(end_of_run); // what is only half made goes, too
     if (!made)
         refuse_board(error);
@@ -110,6 +116,8 @@ static int fail_with(int error) {
 // ---- Ports
 
 int os_iopl(int level) {
+    if (call_fails("iopl %d", level))
+        return -1;
     bool refused = level > 0 && board.iopl_error != 0;
     trace("iopl %d%s", level, refused ? " failed" : "");
     if (refused)
@@ -119,6 +127,8 @@ int os_iopl(int level) {
 }
 
 int os_ioperm(uint16_t first, unsigned count, bool on) {
+    if (call_fails("ioperm %04x %u %d", first, count, on ? 1 : 0))
+        return -1;
     int error = 0;
     for (const auto &[port, refused_with] : board.ioperm_errors)
         if (port >= first && port < first + count)
@@ -170,6 +180,8 @@ static std::string register_at(uint16_t port) {
 
 int os_inb(uint16_t port, uint8_t *value) {
     end_if_signalled();
+    if (call_fails("inb %04x", port))
+        return -1;
     if (!ports_granted(port, 1)) {
         trace("inb %04x refused", port);
         return fail_with(EPERM);
@@ -190,6 +202,8 @@ int os_inb(uint16_t port, uint8_t *value) {
 
 int os_outb(uint16_t port, uint8_t value) {
     end_if_signalled();
+    if (call_fails("outb %04x %02x", port, value))
+        return -1;
     if (!ports_granted(port, 1)) {
         trace("outb %04x %02x refused", port, value);
         return fail_with(EPERM);
@@ -205,6 +219,8 @@ int os_outb(uint16_t port, uint8_t value) {
 
 int os_inl(uint16_t port, uint32_t *value) {
     end_if_signalled();
+    if (call_fails("inl %04x", port))
+        return -1;
     if (!ports_granted(port, 4)) {
         trace("inl %04x refused", port);
         return fail_with(EPERM);
@@ -228,6 +244,8 @@ int os_inl(uint16_t port, uint32_t *value) {
 
 int os_outl(uint16_t port, uint32_t value) {
     end_if_signalled();
+    if (call_fails("outl %04x %08x", port, value))
+        return -1;
     if (!ports_granted(port, 4)) {
         trace("outl %04x %08x refused", port, value);
         return fail_with(EPERM);
@@ -244,9 +262,13 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
-void os_hold_signals() { hold_signals(); }
+void os_hold_signals() {
+    count_call("hold_signals");
+    hold_signals();
+}
 
 void os_release_signals() {
+    count_call("release_signals");
     release_signals();
     end_if_signalled();
 }
@@ -261,10 +283,14 @@ static void check_device(const char *path) {
         report_unanswered("open %s", path);
 }
 
+static int read_half = -1; // a descriptor that has no more bytes, behind a short read
+
 static const char *outcome(bool failed) { return failed ? " failed" : ""; }
 
 int os_open(const char *path, int flags) {
     end_if_signalled();
+    if (call_fails("open %s", path))
+        return -1;
     check_device(path);
     int fd = has_device(&board, path) ? open_device(&board, path)
                                       : open(real_path(path).c_str(), flags | O_CLOEXEC);
@@ -272,18 +298,35 @@ int os_open(const char *path, int flags) {
     return fd;
 }
 
+// A close that fails has closed all the same.
 int os_close(int fd) {
-    if (!is_device(fd))
-        return close(fd);
-    close_device(fd);
-    return 0;
+    bool fails = call_fails("close");
+    int error = errno;
+    if (fd == read_half)
+        read_half = -1;
+    if (is_device(fd))
+        close_device(fd);
+    else if (close(fd) != 0)
+        return -1;
+    return fails ? fail_with(error) : 0;
 }
 
 ssize_t os_read(int fd, void *buffer, size_t size) {
+    transfer_fault fault = transfer_fails("read %zu", size);
+    if (fault == FAILED_TRANSFER)
+        return -1;
+    if (fd == read_half)
+        return 0;
+    if (fault == HALF_TRANSFER) {
+        read_half = fd;
+        size /= 2;
+    }
     return is_device(fd) ? device_read(&board, fd, buffer, size) : read(fd, buffer, size);
 }
 
 int os_seek(int fd, int64_t offset) {
+    if (call_fails("seek %lx", static_cast<unsigned long>(offset)))
+        return -1;
     trace("seek %lx", static_cast<unsigned long>(offset));
     if (is_device(fd))
         return device_seek(fd, offset);
@@ -291,6 +334,8 @@ int os_seek(int fd, int64_t offset) {
 }
 
 void *os_map(int fd, int64_t offset, size_t size) {
+    if (call_fails("map %lx %zx", static_cast<unsigned long>(offset), size))
+        return nullptr;
     void *address = nullptr;
     if (is_device(fd))
         address = device_map(&board, fd, offset, size);
@@ -300,26 +345,34 @@ void *os_map(int fd, int64_t offset, size_t size) {
     return address;
 }
 
-int os_unmap(void *address, size_t) {
+// What was allocated goes in any case.
+int os_unmap(void *address, size_t size) {
+    bool fails = call_fails("unmap %zx", size);
     free(address);
-    return 0;
+    return fails ? -1 : 0;
 }
 
 int os_ioctl(int fd, unsigned long request, void *argument) {
     end_if_signalled();
+    if (call_fails("ioctl %lx", request))
+        return -1;
     return is_device(fd) ? device_ioctl(&board, fd, request, argument, board_seconds()) : fail_with(ENOTTY);
 }
 
 int os_wait_readable(int fd, bool *readable) {
+    if (call_fails("wait_readable"))
+        return -1;
     return is_device(fd) ? device_wait(&board, fd, readable) : fail_with(EBADF);
 }
 
 FILE *os_fopen(const char *path, const char *mode) {
     end_if_signalled();
+    if (call_fails("fopen %s %s", path, mode))
+        return nullptr;
     check_device(path);
-    FILE *stream = fopen(real_path(path).c_str(), mode);
-    trace("fopen %s %s%s", path, mode, outcome(stream == nullptr));
-    return stream;
+    FILE *file = fopen(real_path(path).c_str(), mode);
+    trace("fopen %s %s%s", path, mode, outcome(file == nullptr));
+    return make_stream(file, path, mode);
 }
 
 // As the real door does it.
@@ -331,19 +384,27 @@ static FILE *create_private(const char *place, mode_t mode) {
 
 FILE *os_create_private(const char *path, mode_t mode) {
     end_if_signalled();
-    FILE *stream = create_private(real_path(path).c_str(), mode);
-    trace("create %s %04o%s", path, mode, outcome(stream == nullptr));
-    return stream;
+    if (call_fails("create %s %04o", path, mode))
+        return nullptr;
+    FILE *file = create_private(real_path(path).c_str(), mode);
+    trace("create %s %04o%s", path, mode, outcome(file == nullptr));
+    return make_stream(file, path, "w");
 }
 
 int os_fchmod(FILE *stream, mode_t mode) {
-    bool failed = fflush(stream) != 0 || fchmod(fileno(stream), mode) != 0;
+    bool flushed = fflush(stream) == 0;
+    if (call_fails("fchmod %04o", mode))
+        return -1;
+    bool failed = !flushed || fchmod(descriptor_of(stream), mode) != 0;
     trace("fchmod %04o%s", mode, outcome(failed));
     return failed ? -1 : 0;
 }
 
 int os_fsync(FILE *stream) {
-    bool failed = fflush(stream) != 0 || fsync(fileno(stream)) != 0;
+    bool flushed = fflush(stream) == 0;
+    if (call_fails("fsync"))
+        return -1;
+    bool failed = !flushed || fsync(descriptor_of(stream)) != 0;
     trace("fsync%s", outcome(failed));
     return failed ? -1 : 0;
 }
@@ -351,11 +412,15 @@ int os_fsync(FILE *stream) {
 int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
 
 bool os_exists(const char *path) {
+    if (call_fails("exists %s", path))
+        return false;
     struct stat status;
     return has_device(&board, path) || stat(real_path(path).c_str(), &status) == 0;
 }
 
 int os_mode(const char *path, mode_t *mode) {
+    if (call_fails("mode %s", path))
+        return -1;
     struct stat status;
     if (stat(real_path(path).c_str(), &status) != 0)
         return -1;
@@ -364,24 +429,32 @@ int os_mode(const char *path, mode_t *mode) {
 }
 
 int os_link(const char *existing, const char *name) {
+    if (call_fails("link %s %s", existing, name))
+        return -1;
     int result = link(real_path(existing).c_str(), real_path(name).c_str());
     trace("link %s %s%s", existing, name, outcome(result != 0));
     return result;
 }
 
 int os_rename(const char *from, const char *to) {
+    if (call_fails("rename %s %s", from, to))
+        return -1;
     int result = rename(real_path(from).c_str(), real_path(to).c_str());
     trace("rename %s %s%s", from, to, outcome(result != 0));
     return result;
 }
 
 int os_unlink(const char *path) {
+    if (call_fails("unlink %s", path))
+        return -1;
     int result = unlink(real_path(path).c_str());
     trace("unlink %s%s", path, outcome(result != 0));
     return result;
 }
 
 int os_list_directory(const char *path, std::vector<std::string> *names) {
+    if (call_fails("list %s", path))
+        return -1;
     DIR *directory = opendir(real_path(path).c_str());
     trace("list %s%s", path, outcome(directory == nullptr));
     if (directory == nullptr)
@@ -401,6 +474,8 @@ constexpr int COMMAND_NOT_FOUND = 127;
 static int wait_status(int exit_status) { return exit_status << 8; }
 
 int os_system(const char *command) {
+    if (call_fails("system %s", command))
+        return -1;
     trace("system %s", command);
     const char remove[] = "rm -f ";
     if (strncmp(command, remove, strlen(remove)) == 0) {
@@ -415,16 +490,18 @@ int os_system(const char *command) {
 }
 
 FILE *os_popen(const char *command) {
+    if (call_fails("popen %s", command))
+        return nullptr;
     trace("popen %s", command);
     auto answer = board.commands.find(command);
     if (answer == board.commands.end())
         report_unanswered("the command \"%s\"", command);
-    FILE *stream = tmpfile();
-    if (stream != nullptr && answer != board.commands.end()) {
-        fputs(answer->second.output.c_str(), stream);
-        rewind(stream);
+    FILE *file = tmpfile();
+    if (file != nullptr && answer != board.commands.end()) {
+        fputs(answer->second.output.c_str(), file);
+        rewind(file);
     }
-    return stream;
+    return make_stream(file, command, "r");
 }
 
 int os_pclose(FILE *stream) { return fclose(stream); }
@@ -433,15 +510,21 @@ int os_pclose(FILE *stream) { return fclose(stream); }
 // written twice, or out of order.
 pid_t os_fork() {
     end_if_signalled();
+    if (call_fails("fork"))
+        return -1;
     trace("fork%s", outcome(board.fork_error != 0));
     if (board.fork_error != 0)
         return fail_with(board.fork_error);
     flush_trace();
     running_child = fork();
+    if (running_child > 0)
+        leave_number_to_child();
     return running_child;
 }
 
 void os_exec(const char *path) {
+    if (call_fails("exec %s", path))
+        return;
     std::string text;
     bool readable = read_script(real_path(path), &text);
     trace("exec %s%s", path, outcome(!readable));
@@ -452,12 +535,16 @@ void os_exec(const char *path) {
 
 // Nothing is half done while a child is waited for: a signal ends the run then, too.
 int os_waitpid(pid_t child) {
+    bool fails = call_fails("waitpid");
+    int planned = errno;
     pid_t ended;
     do {
         end_if_signalled();
         ended = waitpid(child, nullptr, 0);
     } while (ended == -1 && errno == EINTR);
     running_child = 0;
+    if (fails)
+        return fail_with(planned);
     int error = ended == child ? board.waitpid_error : errno;
     trace("waitpid%s", outcome(error != 0));
     return error != 0 ? fail_with(error) : 0;
@@ -471,6 +558,7 @@ static void pass_time(double seconds) {
 }
 
 void os_sleep(unsigned seconds) {
+    count_call("sleep %u", seconds);
     trace("sleep %u", seconds);
     sleep_count++;
     if (options.sleeps != 0 && sleep_count >= options.sleeps)
@@ -479,14 +567,22 @@ void os_sleep(unsigned seconds) {
 }
 
 void os_usleep(unsigned microseconds) {
+    count_call("usleep %u", microseconds);
     trace("usleep %u", microseconds);
     pass_time(microseconds / 1e6);
 }
 
-uint32_t os_getuid() { return options.uid_given ? options.uid : board.uid; }
+uint32_t os_getuid() {
+    count_call("getuid");
+    return options.uid_given ? options.uid : board.uid;
+}
 
-time_t os_time() { return started_at + static_cast<time_t>(board_seconds()); }
+time_t os_time() {
+    count_call("time");
+    return started_at + static_cast<time_t>(board_seconds());
+}
 
 void os_syslog(const char *identity, int log_options, int facility, int priority, const char *message) {
+    count_call("syslog");
     trace("syslog %s %d %d %d %s", identity, log_options, facility, priority, message);
 }

@@ -102,6 +102,16 @@ bool make_private_root(const virtual_board &board, const std::filesystem::path &
     return true;
 }
 
+bool reuse_private_root(const std::filesystem::path &kept, std::string *error) {
+    std::error_code failed;
+    if (!std::filesystem::is_directory(kept / "etc", failed)) {
+        *error = kept.string() + ": no run has left its files here";
+        return false;
+    }
+    root = std::filesystem::absolute(kept);
+    return true;
+}
+
 void remove_private_root() {
     std::error_code ignored;
     if (owner != 0 && owner == getpid())

@@ -11,6 +11,10 @@
 // removes. False, with the cause in `*error`.
 // The board's files of board.toml come on top.
 bool make_private_root(const virtual_board &board, const std::filesystem::path &keep, std::string *error);
+
+// Takes the files that an earlier run left in `kept` as they are. False, with the cause.
+bool reuse_private_root(const std::filesystem::path &kept, std::string *error);
+
 void remove_private_root();
 
 // Where a file of the program really lies.

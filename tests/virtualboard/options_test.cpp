@@ -37,6 +37,17 @@ TEST(VirtualOptions, MistakesEndWithStatusTwo) {
         {"--clock", "2026-01-05 10:00:00 ", "w83627hf", "-t"},
         {"--trace", "/no/such/directory/trace", "w83627hf", "-t"},
         {"--keep", BOARDS, "w83627hf", "-t"}, // not empty
+        {"--again", "/no/such/directory", "w83627hf", "-t"},
+        {"--calls", "/no/such/directory/calls", "w83627hf", "-t"},
+        {"--fail", "w83627hf", "-t"},
+        {"--fail", "3", "w83627hf", "-t"},
+        {"--fail", ":EIO", "w83627hf", "-t"},
+        {"--fail", "0:EIO", "w83627hf", "-t"},
+        {"--fail", "3:", "w83627hf", "-t"},
+        {"--fail", "3:EFOO", "w83627hf", "-t"},
+        {"--fail", "3:5", "w83627hf", "-t"},
+        {"--fail", "3:eio", "w83627hf", "-t"},
+        {"--die", "0", "w83627hf", "-t"},
     };
     for (const auto &line : lines) {
         std::vector<std::string> words = {KESTREL_VIRTUAL};
