@@ -79,8 +79,11 @@ static uint32_t not_created() {
     return FAILED;
 }
 
+// A file that is there all the same could not be opened for the moment, or is no file: it is somebody's work.
 static uint32_t write_configuration(FILE *master) {
     constexpr mode_t FOR_ALL_TO_READ = 0644; // as the master files are
+    if (os_exists(KESTREL_INI))
+        return not_created();
     FILE *out = open_new_ini(FOR_ALL_TO_READ);
     if (out == nullptr)
         return not_created();

@@ -10,7 +10,7 @@
 uint32_t existFile(const char *path);
 
 // Generates the configuration of the board: 0 on success, else non-zero after a message on standard error; no
-// half file is left then.
+// half file is left then. A file that is there is never written over: this is for a start that found none.
 uint32_t produce_kestrel_ini(const char *product, const char *version);
 
 // Adjusts the CPU temperature names of the R2M family to how its chip is set up, in memory only.

@@ -167,23 +167,20 @@ TEST(Generate, StepsComeInTheirOrder) {
                                      "rename /etc/Kestrel.ini.new /etc/Kestrel.ini\n");
 }
 
-TEST(Generate, OldFileIsReplaced) {
-    put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
-    test_door::put_file("/etc/Kestrel.ini", "[System]\nA=old and longer than the new one\n");
-    EXPECT_EQ(produce_kestrel_ini("BOARD-1", "1.0"), 0u);
-    EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[SYSTEM]\nA=1\n");
-}
-
-TEST(Generate, MasterIsThatOfTheRevision) {
+static void put_all_masters() {
     test_door::reset();
     for (const char *name : {"AllKestrel", "OldRevMB", "OldRevMB_2", "OldRevMB_3"})
         test_door::put_file((std::string("/etc/") + name + ".ini").c_str(),
                             "[_H4DG-T_]\n[SYSTEM]\nMACHINENAME=" + std::string(name) + "\n");
+}
+
+TEST(Generate, MasterIsThatOfTheRevision) {
     const struct {
         const char *version;
         const char *master;
     } rows[] = {{"1.0", "OldRevMB"}, {"1.1", "OldRevMB_2"}, {"1.2", "OldRevMB_3"}, {"2.0", "AllKestrel"}};
     for (const auto &row : rows) {
+        put_all_masters();
         EXPECT_EQ(produce_kestrel_ini("H4DG-T", row.version), 0u) << row.version;
         EXPECT_EQ(test_door::file("/etc/Kestrel.ini"),
                   "[SYSTEM]\nMACHINENAME=" + std::string(row.master) + "\n");
@@ -228,6 +225,16 @@ TEST(GenerateFailure, MissingMasterIsNamed) {
             row.message);
         EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini"));
     }
+}
+
+// It is there, but could not be opened a moment ago: too many open files, a disk that stalls.
+TEST(GenerateFailure, FileThatIsThereStays) {
+    put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
+    test_door::put_file("/etc/Kestrel.ini", "[System]\nA=old\n");
+    EXPECT_EQ(test_door::captured_stderr([] { EXPECT_NE(produce_kestrel_ini("BOARD-1", "1.0"), 0u); }),
+              CANNOT_CREATE);
+    EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[System]\nA=old\n");
+    EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.new"));
 }
 
 TEST(GenerateFailure, FileThatCannotBeCreated) {
