@@ -118,6 +118,18 @@ TEST(Streams, AReadThatFailsIsAnError) {
     EXPECT_EQ(fclose(in), 0);
 }
 
+// What comes behind it is not seen, though the file has more.
+TEST(Streams, AShortReadIsTheLastOne) {
+    std::string path;
+    FILE *in = stream_of(std::string(100000, 'x'), &path, "r");
+    plan_faults({.fail_at = 1, .error = SHORT_TRANSFER});
+    std::string text = rest_of(in);
+    EXPECT_GT(text.size(), 0u);
+    EXPECT_LT(text.size(), 50000u);
+    EXPECT_EQ(ferror(in), 0);
+    EXPECT_EQ(fclose(in), 0);
+}
+
 // Six of twelve bytes; the next read sees the end, which is no error.
 TEST(Streams, AShortReadSeesTheEndBehindIt) {
     std::string path;
