@@ -96,7 +96,7 @@ int os_close(int fd) { return close(fd); }
 
 ssize_t os_read(int fd, void *buffer, size_t size) { return read(fd, buffer, size); }
 
-int os_seek(int fd, int64_t offset) { return lseek(fd, offset, SEEK_SET) == offset ? 0 : -1; }
+int os_seek(int fd, int64_t offset) { return lseek(fd, offset, SEEK_SET) != -1 ? 0 : -1; }
 
 void *os_map(int fd, int64_t offset, size_t size) {
     void *address = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, offset);
@@ -201,12 +201,18 @@ int os_waitpid(pid_t child) {
     return ended == child ? 0 : -1;
 }
 
-void os_sleep(unsigned seconds) {
-    while (seconds > 0) // a signal may end one sleep early
-        seconds = sleep(seconds);
+// A signal ends one sleep early. sleep() would hand back whole seconds and lose the part of one that is left.
+static void sleep_to_the_end(timespec left) {
+    while (nanosleep(&left, &left) != 0 && errno == EINTR)
+        ;
 }
 
-void os_usleep(unsigned microseconds) { usleep(microseconds); }
+void os_sleep(unsigned seconds) { sleep_to_the_end({static_cast<time_t>(seconds), 0}); }
+
+void os_usleep(unsigned microseconds) {
+    constexpr unsigned SECOND_US = 1000000;
+    sleep_to_the_end({microseconds / SECOND_US, microseconds % SECOND_US * 1000L});
+}
 
 uint32_t os_getuid() { return getuid(); }
 

@@ -1,6 +1,7 @@
-// The real door on real files and processes. What needs ports or devices is right by reading.
+// The real door on real files, processes and signals. What needs ports that are granted is right by reading.
 #include "hw/os.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -9,8 +10,13 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/wait.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include "support/run.h"
@@ -237,4 +243,401 @@ TEST(Processes, SignalsDoNotCutTheWaitShort) {
     sigaction(SIGALRM, &before, nullptr);
     EXPECT_GT(alarms, 0);
     EXPECT_EQ(os_waitpid(child), -1); // it was taken off the list
+}
+
+// ---- Standard streams
+
+// Closes the descriptors 0 to 2 for as long as `body` runs.
+template <class Body> static void without_standard_streams(Body body) {
+    fflush(nullptr);
+    int kept[3];
+    for (int fd = 0; fd < 3; fd++)
+        kept[fd] = fcntl(fd, F_DUPFD_CLOEXEC, 10);
+    for (int fd = 0; fd < 3; fd++)
+        close(fd);
+    body();
+    for (int fd = 0; fd < 3; fd++) {
+        dup2(kept[fd], fd);
+        close(kept[fd]);
+    }
+}
+
+TEST(Start, PutsNothingIntoThePlaceOfClosedStreams) {
+    struct stat null = {}, found[3] = {};
+    int next = -1;
+    ASSERT_EQ(stat("/dev/null", &null), 0);
+    without_standard_streams([&] {
+        os_start(nullptr, nullptr);
+        for (int fd = 0; fd < 3; fd++)
+            fstat(fd, &found[fd]);
+        next = os_open("/dev/zero", O_RDONLY);
+        close(next);
+        for (int fd = 0; fd < 3; fd++)
+            close(fd);
+    });
+    for (int fd = 0; fd < 3; fd++)
+        EXPECT_EQ(found[fd].st_rdev, null.st_rdev) << fd;
+    EXPECT_GE(next, 3);
+}
+
+TEST(Start, LeavesOpenStreamsAlone) {
+    std::string here = scratch_directory();
+    int kept = dup(STDIN_FILENO);
+    int file = open((here + "/in").c_str(), O_RDWR | O_CREAT, 0600);
+    dup2(file, STDIN_FILENO);
+    os_start(nullptr, nullptr);
+    struct stat expected = {}, found = {};
+    fstat(file, &expected);
+    fstat(STDIN_FILENO, &found);
+    EXPECT_EQ(found.st_ino, expected.st_ino);
+    dup2(kept, STDIN_FILENO);
+    close(kept);
+    close(file);
+}
+
+TEST(Start, EndsWhenAStreamCannotBeReplaced) {
+    pid_t child = fork();
+    if (child == 0) {
+        rlimit none = {};
+        close(STDIN_FILENO);
+        setrlimit(RLIMIT_NOFILE, &none);
+        os_start(nullptr, nullptr);
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 255) << status;
+}
+
+// ---- Ports. No permission is asked for here: whatever machine runs this keeps its ports.
+
+TEST(Ports, WithoutPermissionNoInstructionIsExecuted) {
+    uint8_t byte = 0x5A;
+    uint32_t dword = 0x5A5A5A5A;
+    for (int call = 0; call < 4; call++) {
+        errno = 0;
+        int status = call == 0   ? os_inb(0x80, &byte)
+                     : call == 1 ? os_outb(0x80, 0)
+                     : call == 2 ? os_inl(0x80, &dword)
+                                 : os_outl(0x80, 0);
+        EXPECT_EQ(status, -1) << call;
+        EXPECT_EQ(errno, EPERM) << call;
+    }
+    EXPECT_EQ(byte, 0x5A);
+    EXPECT_EQ(dword, 0x5A5A5A5Au);
+}
+
+// In a process that may not: what was refused is not taken for granted.
+TEST(Ports, RefusedPermissionIsReported) {
+    pid_t child = fork();
+    if (child == 0) {
+        uint8_t byte;
+        bool unprivileged = getuid() != 0 || setresuid(65534, 65534, 65534) == 0;
+        bool refused = os_iopl(3) == -1 && os_ioperm(0x80, 1, true) == -1;
+        _exit(unprivileged && refused && os_inb(0x80, &byte) == -1 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+// ---- Signals
+
+static volatile sig_atomic_t caught;
+
+// Counts the signal as long as it lives.
+struct counted_signal {
+    int number;
+    struct sigaction before;
+};
+
+static counted_signal count_signal(int number) {
+    counted_signal counted = {number, {}};
+    struct sigaction action = {};
+    action.sa_handler = [](int) { caught = caught + 1; };
+    sigaction(number, &action, &counted.before);
+    return counted;
+}
+
+static void stop_counting(const counted_signal &counted) {
+    sigaction(counted.number, &counted.before, nullptr);
+}
+
+TEST(Signals, WaitForTheLastRelease) {
+    for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+        counted_signal counted = count_signal(number);
+        caught = 0;
+        os_hold_signals();
+        os_hold_signals();
+        kill(getpid(), number);
+        EXPECT_EQ(caught, 0) << number;
+        os_release_signals();
+        EXPECT_EQ(caught, 0) << number;
+        os_release_signals();
+        EXPECT_EQ(caught, 1) << number;
+        kill(getpid(), number);
+        EXPECT_EQ(caught, 2) << number;
+        stop_counting(counted);
+    }
+}
+
+TEST(Signals, WhatDoesNotEndTheProcessIsNotHeld) {
+    counted_signal counted = count_signal(SIGUSR1);
+    caught = 0;
+    os_hold_signals();
+    kill(getpid(), SIGUSR1);
+    EXPECT_EQ(caught, 1);
+    os_release_signals();
+    stop_counting(counted);
+}
+
+TEST(Signals, WhatWasBlockedBeforeStaysBlocked) {
+    sigset_t blocked, before, after;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    sigprocmask(SIG_BLOCK, &blocked, &before);
+    os_hold_signals();
+    os_release_signals();
+    sigprocmask(SIG_SETMASK, &before, &after);
+    EXPECT_EQ(sigismember(&after, SIGTERM), 1);
+    EXPECT_EQ(sigismember(&after, SIGINT), 0);
+}
+
+// ---- Devices, as files and pipes
+
+TEST(Devices, AreNotHandedToOtherPrograms) {
+    int fd = os_open("/dev/zero", O_RDONLY);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(os_close(fd), 0);
+    EXPECT_EQ(os_close(fd), -1);
+    EXPECT_EQ(os_open("/no/such/device", O_RDONLY), -1);
+}
+
+TEST(Devices, AreReadFromThePlaceSought) {
+    std::string here = scratch_directory();
+    put(here + "/file", "0123456789");
+    int fd = os_open((here + "/file").c_str(), O_RDONLY);
+    char bytes[4] = "---";
+    EXPECT_EQ(os_seek(fd, 6), 0);
+    EXPECT_EQ(os_read(fd, bytes, 3), 3);
+    EXPECT_STREQ(bytes, "678");
+    EXPECT_EQ(os_read(fd, bytes, 3), 1); // what there is
+    EXPECT_EQ(os_seek(fd, -1), -1);
+    os_close(fd);
+    EXPECT_EQ(os_read(fd, bytes, 3), -1);
+}
+
+TEST(Devices, AreMappedSharedAndForReading) {
+    std::string here = scratch_directory();
+    put(here + "/file", std::string(4096, 'a') + std::string(4096, 'b'));
+    int fd = os_open((here + "/file").c_str(), O_RDWR);
+    auto *page = static_cast<const char *>(os_map(fd, 4096, 4096));
+    ASSERT_NE(page, nullptr);
+    EXPECT_EQ(page[0], 'b');
+    EXPECT_EQ(page[4095], 'b');
+    EXPECT_EQ(pwrite(fd, "c", 1, 4096), 1);
+    EXPECT_EQ(page[0], 'c');
+    EXPECT_EQ(os_unmap(const_cast<char *>(page), 4096), 0);
+    EXPECT_EQ(os_map(fd, 1, 4096), nullptr); // no page begins there
+    EXPECT_EQ(os_map(fd, 0, 0), nullptr);
+    os_close(fd);
+    EXPECT_EQ(os_map(fd, 0, 4096), nullptr);
+    EXPECT_EQ(os_unmap(reinterpret_cast<void *>(1), 4096), -1);
+}
+
+TEST(Devices, IoctlHandsItsArgumentOn) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    EXPECT_EQ(write(ends[1], "abc", 3), 3);
+    int waiting = 0;
+    EXPECT_EQ(os_ioctl(ends[0], FIONREAD, &waiting), 0);
+    EXPECT_EQ(waiting, 3);
+    close(ends[0]);
+    close(ends[1]);
+    EXPECT_EQ(os_ioctl(ends[0], FIONREAD, &waiting), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST(WaitReadable, ComesBackWhenThereIsSomething) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        usleep(50000);
+        _exit(write(ends[1], "a", 1) == 1 ? 0 : 1);
+    }
+    bool readable = false;
+    EXPECT_EQ(os_wait_readable(ends[0], &readable), 1);
+    EXPECT_TRUE(readable);
+    char byte = '-';
+    EXPECT_EQ(os_read(ends[0], &byte, 1), 1);
+    EXPECT_EQ(byte, 'a');
+    EXPECT_EQ(os_waitpid(child), 0);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// A number beyond the set would be written into the memory behind it.
+TEST(WaitReadable, ADescriptorThatTheSetCannotHoldIsRefused) {
+    for (int fd : {-1, FD_SETSIZE, FD_SETSIZE + 1, 1 << 30}) {
+        bool readable = false;
+        errno = 0;
+        EXPECT_EQ(os_wait_readable(fd, &readable), -1) << fd;
+        EXPECT_EQ(errno, EBADF) << fd;
+        EXPECT_FALSE(readable) << fd;
+    }
+}
+
+TEST(WaitReadable, ASignalEndsItWithoutAnAnswer) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    counted_signal counted = count_signal(SIGALRM);
+    itimerval often = {{0, 10000}, {0, 10000}}; // one that comes before the wait is followed by the next
+    setitimer(ITIMER_REAL, &often, nullptr);
+    bool readable = true;
+    errno = 0;
+    EXPECT_EQ(os_wait_readable(ends[0], &readable), -1);
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_TRUE(readable); // as it was
+    itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    stop_counting(counted);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// ---- Files
+
+TEST(Files, AreOpenedReadAndWritten) {
+    std::string path = scratch_directory() + "/file";
+    EXPECT_EQ(os_fopen(path.c_str(), "r"), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    FILE *stream = os_fopen(path.c_str(), "w");
+    ASSERT_NE(stream, nullptr);
+    fputs("text", stream);
+    EXPECT_EQ(os_fclose(stream), 0);
+    EXPECT_EQ(file_contents(path), "text");
+}
+
+TEST(Files, ClosingTellsWhatCouldNotBeWritten) {
+    FILE *full = os_fopen("/dev/full", "w");
+    ASSERT_NE(full, nullptr);
+    fputs("text", full);
+    EXPECT_EQ(os_fclose(full), -1);
+}
+
+TEST(Files, ExistRenameAndUnlink) {
+    std::string here = scratch_directory();
+    std::string one = here + "/one", two = here + "/two", link = here + "/link";
+    put(one, "text");
+    std::filesystem::create_symlink(here + "/nowhere", link);
+    EXPECT_TRUE(os_exists(one.c_str()));
+    EXPECT_TRUE(os_exists(here.c_str()));
+    EXPECT_FALSE(os_exists(two.c_str()));
+    EXPECT_FALSE(os_exists(link.c_str()));
+    EXPECT_EQ(os_rename(one.c_str(), two.c_str()), 0);
+    EXPECT_EQ(os_rename(one.c_str(), two.c_str()), -1);
+    EXPECT_EQ(file_contents(two), "text");
+    EXPECT_EQ(os_unlink(two.c_str()), 0);
+    EXPECT_EQ(os_unlink(two.c_str()), -1);
+    EXPECT_FALSE(os_exists(two.c_str()));
+}
+
+TEST(Files, ADirectoryIsListedWithoutItselfAndTheOneAbove) {
+    std::string here = scratch_directory();
+    put(here + "/a", "");
+    put(here + "/.hidden", "");
+    put(here + "/..b", "");
+    std::filesystem::create_directory(here + "/c");
+    std::vector<std::string> names = {"before"};
+    EXPECT_EQ(os_list_directory(here.c_str(), &names), 0);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"..b", ".hidden", "a", "before", "c"}));
+    names.clear();
+    EXPECT_EQ(os_list_directory((here + "/nothing").c_str(), &names), -1);
+    EXPECT_EQ(os_list_directory((here + "/a").c_str(), &names), -1);
+    EXPECT_TRUE(names.empty());
+}
+
+// ---- The shell
+
+TEST(Shell, GivesTheStatusOfTheCommand) {
+    int status = os_system("exit 3");
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
+    EXPECT_EQ(os_system("test \"$(echo a b)\" = 'a b'"), 0);
+}
+
+TEST(Shell, GivesWhatTheCommandPrints) {
+    FILE *stream = os_popen("echo one; echo two; exit 2");
+    ASSERT_NE(stream, nullptr);
+    char text[32] = "";
+    EXPECT_EQ(fread(text, 1, sizeof text, stream), 8u);
+    EXPECT_STREQ(text, "one\ntwo\n");
+    int status = os_pclose(stream);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 2) << status;
+}
+
+// ---- Time, user and log
+
+static double now_s() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+// Runs `sleep` with a signal after 200 ms and says how long it took.
+template <class Sleep> static double interrupted(Sleep sleep) {
+    counted_signal counted = count_signal(SIGALRM);
+    caught = 0;
+    itimerval once = {{0, 0}, {0, 200000}};
+    double before = now_s();
+    setitimer(ITIMER_REAL, &once, nullptr);
+    sleep();
+    double took = now_s() - before;
+    EXPECT_EQ(caught, 1);
+    stop_counting(counted);
+    return took;
+}
+
+TEST(Sleep, ASignalDoesNotEndItEarly) {
+    EXPECT_GE(interrupted([] { os_sleep(1); }), 1.0);
+    EXPECT_GE(interrupted([] { os_usleep(550000); }), 0.55); // a chip's wait
+}
+
+TEST(Sleep, OfNoTimeIsNone) {
+    double before = now_s();
+    os_sleep(0);
+    os_usleep(0);
+    EXPECT_LT(now_s() - before, 0.9);
+}
+
+TEST(Time, IsThatOfTheClock) {
+    time_t before = time(nullptr);
+    time_t now = os_time();
+    EXPECT_LE(before, now);
+    EXPECT_LE(now, time(nullptr));
+}
+
+TEST(User, IsTheRealOne) {
+    if (getuid() != 0)
+        GTEST_SKIP() << "only root can be somebody else";
+    ASSERT_EQ(setresuid(1234, 0, 0), 0);
+    uint32_t user = os_getuid();
+    EXPECT_EQ(setresuid(0, 0, 0), 0);
+    EXPECT_EQ(user, 1234u);
+}
+
+// What goes to the log is seen on standard error when it is asked for.
+TEST(SystemLog, SaysWhoAndWhat) {
+    fflush(stderr);
+    std::string path = scratch_directory() + "/errors";
+    int kept = dup(STDERR_FILENO);
+    int file = open(path.c_str(), O_WRONLY | O_CREAT, 0600);
+    dup2(file, STDERR_FILENO);
+    os_syslog("kes2", LOG_PID | LOG_PERROR, 0, LOG_INFO, "50% of %s");
+    dup2(kept, STDERR_FILENO);
+    close(kept);
+    close(file);
+    EXPECT_EQ(file_contents(path), "kes2[" + std::to_string(getpid()) + "]: 50% of %s\n");
 }
