@@ -264,11 +264,24 @@ static FILE *open_name_file(const std::string &adapter) {
     return nullptr;
 }
 
+// The number in "i2c-7"; false for another name, or a number that is none of a bus.
+static bool parse_bus_number(const char *entry, int *number) {
+    constexpr size_t PREFIX = sizeof "i2c-" - 1;
+    if (strncmp(entry, "i2c-", PREFIX) != 0)
+        return false;
+    char *end = nullptr;
+    long read = strtol(entry + PREFIX, &end, 10);
+    if (end == entry + PREFIX || read != static_cast<int>(read))
+        return false;
+    *number = static_cast<int>(read);
+    return true;
+}
+
 // An adapter on the ISA bus and an entry that is no bus are counted all the same, and their slot stays as it
 // was; kept on purpose.
 static void fill_from_name(const std::string &entry, const char *name, i2c_bus *slot) {
     int number;
-    if (strncmp(name, "ISA ", 4) == 0 || sscanf(entry.c_str(), "i2c-%d", &number) != 1)
+    if (strncmp(name, "ISA ", 4) == 0 || !parse_bus_number(entry.c_str(), &number))
         return;
     snprintf(slot->number, sizeof slot->number, "%d", number);
     copy_text(slot->type, sizeof slot->type, "unknown");

@@ -457,7 +457,8 @@ TEST(I2cAdaptersSysfs, NumberIsThatOfTheEntry) {
         const char *entry;
         const char *number;
     } rows[] = {
-        {"i2c-0", "0"}, {"i2c-7", "7"}, {"i2c-12", "12"}, {"i2c-007", "7"}, {"i2c-3abc", "3"},
+        {"i2c-0", "0"},   {"i2c-7", "7"},    {"i2c-12", "12"},
+        {"i2c-007", "7"}, {"i2c-3abc", "3"}, {"i2c-2147483647", "2147483647"},
     };
     for (const auto &row : rows) {
         start_with_sysfs();
@@ -485,7 +486,8 @@ TEST(I2cAdaptersSysfs, IsaAdapterTakesASlotAndLeavesItAsItWas) {
 }
 
 TEST(I2cAdaptersSysfs, EntryThatIsNoBusTakesASlotUnfilled) {
-    for (const char *entry : {"i2c", "i2c-", "i2c-x", "adapter-0", "I2C-0"}) {
+    for (const char *entry : {"i2c", "i2c-", "i2c-x", "adapter-0", "I2C-0", "i2c-2147483648",
+                              "i2c-4294967296", "i2c-99999999999999999999"}) {
         start_with_sysfs();
         test_door::put_file((std::string("/sys/class/i2c-dev/") + entry + "/name").c_str(), "SMBus\n");
         EXPECT_EQ(print_i2c_busses(1), 1) << entry;
