@@ -376,6 +376,14 @@ static const rewrite_case rewrites[] = {
     {"an empty file", "h", "", ""},
 };
 
+// The copy is made aside and moved over the older one; the new file takes the old one's place when it is
+// whole.
+#define THE_COPY                                                                                             \
+    "unlink /etc/Kestrel.ini.old.new\nlink /etc/Kestrel.ini /etc/Kestrel.ini.old.new\n"                      \
+    "rename /etc/Kestrel.ini.old.new /etc/Kestrel.ini.old\nunlink /etc/Kestrel.ini.old.new\n"
+#define THE_NEW_FILE                                                                                         \
+    "create /etc/Kestrel.ini.new 0644\nfsync\nfclose\nrename /etc/Kestrel.ini.new /etc/Kestrel.ini\n"
+
 TEST(ActivationFile, MonitorLinesAreRewrittenAndTheOldFileIsKept) {
     for (const rewrite_case &c : rewrites) {
         reset_all();
@@ -385,7 +393,7 @@ TEST(ActivationFile, MonitorLinesAreRewrittenAndTheOldFileIsKept) {
         EXPECT_EQ(test_door::file(INI), c.after) << c.what;
         EXPECT_TRUE(test_door::has_file(INI)) << c.what;
         EXPECT_EQ(test_door::file(OLD), c.before) << c.what;
-        EXPECT_EQ(test_door::take_log(), "rename /etc/Kestrel.ini /etc/Kestrel.ini.old\n") << c.what;
+        EXPECT_EQ(test_door::take_log(), THE_COPY THE_NEW_FILE) << c.what;
     }
 }
 
@@ -455,7 +463,7 @@ struct failure_case {
 static const failure_case failing_calls[] = {
     {"rename", 1, "^Error: cannot open /etc/Kestrel\\.ini\\.old\nkept\n$"}, // there is nothing to copy from
     {"fopen", 1, "^Error: cannot open /etc/Kestrel\\.ini\\.old\nkept\n$"},
-    {"fopen", 2, "^Error: cannot open /etc/Kestrel\\.ini\nkept\n$"},
+    {"create", 1, "^Error: cannot open /etc/Kestrel\\.ini\nkept\n$"},
     {"fclose", 1, "^Error: cannot close /etc/Kestrel\\.ini\\.old\nkept\n$"},
     {"fclose", 2, "^Error: cannot close /etc/Kestrel\\.ini\nkept\n$"},
 };
