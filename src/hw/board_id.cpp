@@ -91,7 +91,7 @@ static void copy_string(const uint8_t *structure, const uint8_t *end, size_t num
     }
     char *text = trim(reinterpret_cast<const char *>(string));
     if (text != nullptr)
-        memcpy(field, text, std::min(strlen(text), BOARD_NAME_SIZE - 1));
+        std::copy_n(text, std::min(strlen(text), BOARD_NAME_SIZE - 1), field);
     free(text);
 }
 
@@ -290,6 +290,7 @@ uint8_t *search_string_in_dmi_type_2(const char *text, uint32_t start, uint32_t 
 }
 
 int get_mb_info_by_force(char *manufacturer, char *product, char *version) {
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): no allocation has the value MAP_REFUSED, so none is lost
     for (const char *name : {"Brigantine", "BRIGANTINE", "brigantine"}) {
         uint8_t *record = search_string_in_dmi_type_2(name, BIOS_START, BIOS_END - 1);
         if (record == MAP_REFUSED || record == nullptr) // a block that cannot be mapped holds no record

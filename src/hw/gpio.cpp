@@ -151,7 +151,7 @@ uint8_t getMemByte(uint32_t address) {
     int fd = os_open("/dev/mem", O_RDWR);
     if (fd < 0)
         end_without_memory(272);
-    void *page = os_map(fd, address / PAGE * PAGE, PAGE);
+    void *page = os_map(fd, address - address % PAGE, PAGE);
     if (page == nullptr)
         end_without_memory(278);
     uint8_t byte = static_cast<const uint8_t *>(page)[address % PAGE];

@@ -16,10 +16,12 @@ int superio_grant_ports() {
 
 int superio_enter() {
     os_hold_signals();
-    if (os_outb(CONFIG_INDEX, ENTRY_KEY) == 0 && os_outb(CONFIG_INDEX, ENTRY_KEY) == 0)
-        return 0;
-    os_release_signals();
-    return -1;
+    for (int times = 0; times < 2; times++)
+        if (os_outb(CONFIG_INDEX, ENTRY_KEY) != 0) {
+            os_release_signals();
+            return -1;
+        }
+    return 0;
 }
 
 int superio_select(uint8_t logical_device) { return superio_write(LOGICAL_DEVICE, logical_device); }

@@ -8,6 +8,7 @@
 #include "hw/pci.h"
 #include "hw/smbus.h"
 #include "hw/superio.h"
+#include "hw/text.h"
 #include "items/chip_routines.h"
 #include "items/chips.h"
 
@@ -49,17 +50,22 @@ static bool is_agent_1_or_2(uint32_t agent) { return agent == 1 || agent == 2; }
 
 // ---- Classifications; a guide type beyond 1 writes no word
 
+static void put_word(char *text, const char *word) {
+    constexpr size_t ROOM = 9; // what a caller's text holds at least: the longest word
+    copy_text(text, ROOM, word);
+}
+
 static void guide_1_word(uint32_t temperature, char *text) {
-    strcpy(text, temperature < 46 ? "Low" : temperature <= 60 ? "Medium" : "High");
+    put_word(text, temperature < 46 ? "Low" : temperature <= 60 ? "Medium" : "High");
 }
 
 static void calibrated_word(uint32_t temperature, uint32_t margin, char *text) {
     int64_t top = 100 - static_cast<int64_t>(margin);
-    strcpy(text, temperature <= top - 10 ? "Low" : temperature > top ? "High" : "Medium");
+    put_word(text, temperature <= top - 10 ? "Low" : temperature > top ? "High" : "Medium");
 }
 
 static void uncalibrated_word(uint32_t temperature, char *text) {
-    strcpy(text, temperature < 71 ? "Low" : temperature <= 85 ? "Medium" : "High");
+    put_word(text, temperature < 71 ? "Low" : temperature <= 85 ? "Medium" : "High");
 }
 
 struct guide_values {
@@ -83,7 +89,7 @@ static void guide_word(const system_settings *system, const guide_values *values
 }
 
 static void nct7904d_word(uint32_t temperature, char *text) {
-    strcpy(text, temperature <= 60 ? "Low" : temperature <= 85 ? "Medium" : "High");
+    put_word(text, temperature <= 60 ? "Low" : temperature <= 85 ? "Medium" : "High");
 }
 
 static void nct6776f_word(uint32_t temperature, char *text) {
@@ -94,7 +100,7 @@ static void nct6776f_word(uint32_t temperature, char *text) {
         word = "Medium";
     else if (temperature <= 94)
         word = "High";
-    strcpy(text, word);
+    put_word(text, word);
 }
 
 // ---- W83793G, over the SMBus
@@ -168,7 +174,7 @@ int getThermalText_W83793G(const system_settings *system, const item_record *ite
     if (status != 0)
         return -1;
     if (system->ThermalGuideChipType == 0)
-        strcpy(text, temperature <= low ? "Low" : temperature <= high ? "Medium" : "High");
+        put_word(text, temperature <= low ? "Low" : temperature <= high ? "Medium" : "High");
     else if (system->ThermalGuideChipType == 1)
         guide_1_word(temperature, text);
     return last;

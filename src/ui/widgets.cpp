@@ -56,10 +56,10 @@ static void scale_text(GtkLabel *label, double scale) {
 }
 
 void fit_text(GtkWidget *widget, int room) {
-    constexpr double SMALLEST = 0.7; // of the user's font; below it nobody could read it
+    constexpr int SMALLEST = 70; // per cent of the user's font; below it nobody could read it
     GtkLabel *label = GTK_LABEL(GTK_IS_LABEL(widget) ? widget : gtk_bin_get_child(GTK_BIN(widget)));
-    for (double scale = 0.95; scale > SMALLEST && natural_width(widget) > room; scale -= 0.05)
-        scale_text(label, scale);
+    for (int percent = 95; percent >= SMALLEST && natural_width(widget) > room; percent -= 5)
+        scale_text(label, percent / 100.0);
 }
 
 GtkWidget *new_button(const char *name, const char *text, int width, int height) {
