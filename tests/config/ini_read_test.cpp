@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <sys/resource.h>
 
 #include "config/records.h"
 #include "support/os_test.h"
@@ -302,3 +303,26 @@ TEST(PrintConf, EmptyTablesKeepTheirHeadings) {
         "Slave Offset BitMask szKeyName\n"
         "\n");
 }
+
+#ifndef __SANITIZE_ADDRESS__ // which ends a process that gets no memory
+// A megabyte of heads is half a gigabyte of records.
+TEST(Load, TooManyItemsForTheMemoryCountAsNoFile) {
+    test_door::reset();
+    constexpr size_t ITEMS = 1000000;
+    std::string contents = "[System]\n";
+    for (size_t i = 0; i < ITEMS; i++)
+        contents += "[Item]\n";
+    test_door::put_file(KESTREL_INI, contents);
+    rlimit before = {};
+    getrlimit(RLIMIT_AS, &before);
+    rlimit small = before;
+    small.rlim_cur = ITEMS * sizeof(item_record); // and the program itself is not nothing
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &small), 0);
+    loaded result = load();
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(result.count, 0xFFFFFFFFu);
+    EXPECT_EQ(result.system, nullptr);
+    EXPECT_EQ(result.items, nullptr);
+    EXPECT_EQ(result.parameters, nullptr);
+}
+#endif

@@ -78,8 +78,8 @@ TEST(SuperGpio, ChipFourIsLeftAfterAFailedRead) {
                                                            "outb 002e aa\n");
 }
 
-// One test, as the base is kept for the whole run: refused, then a base of 0 (which is not kept), then 0x0A10
-// (which is).
+// One test, as the base is kept for the whole run: refused, then read by halves, then a base of 0 (neither is
+// kept), then 0x0A10 (which is).
 TEST(SuperGpio, ChipFiveIsReadAtABaseThatIsReadOnce) {
     const std::string find_base = "outb 002e 07\n" // without the entry sequence
                                   "outb 002f 07\n"
@@ -90,6 +90,14 @@ TEST(SuperGpio, ChipFiveIsReadAtABaseThatIsReadOnce) {
     uint32_t value = UNTOUCHED;
     EXPECT_EQ(ReadSuperGPIO(5, 0x07, 0x03, &value), -1);
     EXPECT_EQ(value, UNTOUCHED);
+
+    for (int half : {1, 2}) { // high and low byte of the base: half a base is none
+        attach_superio();
+        superio = {{0x60, 0x0C}, {0x61, 0x20}};
+        test_door::fail_call("inb", half, EIO);
+        EXPECT_EQ(ReadSuperGPIO(5, 0x07, 0x03, &value), -1) << half;
+        EXPECT_EQ(value, UNTOUCHED) << half;
+    }
 
     attach_superio();
     superio = {{0x60, 0x00}, {0x61, 0x00}};

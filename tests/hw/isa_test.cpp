@@ -320,3 +320,20 @@ TEST(IsaRoute, AnyNonZeroHandleAndFlagCount) {
     bRenesasATenIPMI = 0;
     hDevice = 0;
 }
+
+// Cut to sixteen bits, they would be somebody else's ports.
+TEST(IsaRoute, NumbersThatAreNoPortsAreNotTouched) {
+    const struct {
+        uint32_t index;
+        uint32_t data;
+    } rows[] = {{0x10295, DATA}, {INDEX, 0x10296}, {0x10000, 0x10000}, {0xFFFFFFFF, DATA}};
+    for (const auto &row : rows) {
+        test_door::reset();
+        uint32_t value = UNTOUCHED;
+        EXPECT_EQ(isa_byte_data_read(row.index, row.data, 1, 2, &value), -1) << row.index << " " << row.data;
+        EXPECT_EQ(isa_word_data_read_NCT6776F_fan(row.index, row.data, 1, 2, &value), -1) << row.index;
+        EXPECT_EQ(isa_byte_data_write(row.index, row.data, 1, 2, 3), -1) << row.index << " " << row.data;
+        EXPECT_EQ(value, UNTOUCHED) << row.index << " " << row.data;
+        EXPECT_EQ(test_door::take_log(), "") << row.index << " " << row.data;
+    }
+}

@@ -218,6 +218,12 @@ TEST(Processes, AFileThatCannotBeRunEndsTheChild) {
     EXPECT_FALSE(std::filesystem::exists(here + "/out"));
 }
 
+TEST(Processes, AFileThatCannotBeRunIsComeBackFrom) {
+    errno = 0;
+    os_exec((scratch_directory() + "/nothing").c_str());
+    EXPECT_EQ(errno, ENOENT);
+}
+
 TEST(Processes, WaitingForNobodyFails) {
     errno = 0;
     EXPECT_EQ(os_waitpid(getpid()), -1);

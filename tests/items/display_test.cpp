@@ -5,6 +5,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <sys/resource.h>
 
 #include "hw/chip_codes.h"
 #include "items/records.h"
@@ -440,3 +441,20 @@ TEST(DisplayArray, NoItemsNoAccess) {
     EXPECT_NE(displays, nullptr);
     EXPECT_EQ(hw_recorder::take_log(), "");
 }
+
+#ifndef __SANITIZE_ADDRESS__ // which ends a process that gets no memory
+TEST(DisplayRecords, WithoutMemoryThereAreNone) {
+    reset_all();
+    constexpr int32_t ITEMS = 1000000;
+    rlimit before = {};
+    getrlimit(RLIMIT_AS, &before);
+    rlimit small = before;
+    small.rlim_cur = ITEMS * sizeof(item_display); // and the program itself is not nothing
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &small), 0);
+    system_settings system = make_system(BUS_SMBUS);
+    item_display *displays = createItemDisps(&system, nullptr, ITEMS, nullptr, 0); // no item is looked at
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(displays, nullptr);
+    EXPECT_EQ(hw_recorder::take_log(), "");
+}
+#endif

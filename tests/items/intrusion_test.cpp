@@ -415,6 +415,17 @@ TEST(IntrusionIoSpace, NewReadingDoesNotCount) {
     EXPECT_EQ(seen.printed, "Done.\n");
 }
 
+TEST(IntrusionIoSpace, SwitchBeyondThePortsIsNotReadAgain) {
+    for (uint32_t base : {0xFFF1u, 0x10042u, 0xFFFFFFFFu}) {
+        item_record item = intrusion(8, 0);
+        item.Offset = base;
+        start(item, ACTIVE);
+        outcome seen = reset(&item);
+        EXPECT_EQ(seen.result, 0) << base;
+        EXPECT_EQ(seen.ports, "inb 0052 55\noutb 0052 d5\n") << base; // the clear, at the record's own base
+    }
+}
+
 TEST(IntrusionIoSpace, ClearAlone) {
     test_door::reset();
     test_door::on_inb = [](uint16_t) { return 0x0F; };

@@ -53,8 +53,7 @@ struct outcome {
     string output; // standard output
 };
 
-static outcome run(int (*call)(const system_settings *), uint32_t bus_type) {
-    system_settings system = make_system(bus_type);
+static outcome run_with(int (*call)(const system_settings *), const system_settings &system) {
     outcome result = {};
     calls.clear();
     testing::internal::CaptureStdout();
@@ -64,6 +63,10 @@ static outcome run(int (*call)(const system_settings *), uint32_t bus_type) {
     result.output = testing::internal::GetCapturedStdout();
     result.calls = calls;
     return result;
+}
+
+static outcome run(int (*call)(const system_settings *), uint32_t bus_type) {
+    return run_with(call, make_system(bus_type));
 }
 
 static void refuse(unsigned set) { // bit 0 the level, bit 1 the index port, bit 2 the data port
@@ -173,4 +176,20 @@ TEST(IoClose, WithoutSuperIoGivesBackTheLevelAlone) {
             EXPECT_EQ(seen.errors, (refused & 1) != 0 ? NO_LEVEL : "") << "refused " << refused;
             EXPECT_EQ(seen.calls, "iopl 0\n") << "refused " << refused;
         }
+}
+
+// Cut to sixteen bits, they would be somebody else's ports.
+TEST(IoOpen, NumbersThatAreNoPortsAreRefusedWithoutACall) {
+    system_settings system = make_system(BUS_SUPERIO);
+    system.IndexReg = 0x10295;
+    refuse(0);
+    outcome seen = run_with(io_open, system);
+    EXPECT_EQ(seen.status, -1);
+    EXPECT_EQ(seen.errors, NO_INDEX);
+    EXPECT_EQ(seen.calls, "iopl 3\nioperm 0296 1 1\n");
+    system.DataReg = 0xFFFFFFFF;
+    seen = run_with(io_close, system);
+    EXPECT_EQ(seen.status, -1);
+    EXPECT_EQ(seen.errors, NO_INDEX NO_DATA);
+    EXPECT_EQ(seen.calls, "iopl 0\n");
 }

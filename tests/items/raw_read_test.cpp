@@ -223,6 +223,19 @@ TEST(RawFan, Chip8BankIsOredInWhole) {
     EXPECT_EQ(test_door::take_log(), "inb 070f 40\noutb 070f df\ninb 0712 40\ninb 0713 40\n");
 }
 
+// Its last register is base + 21: that of 0xFFEA is the last port there is.
+TEST(RawFan, Chip8WithABaseBeyondThePortsIsNotTouched) {
+    start_ports(NO_BMC, {});
+    test_door::on_inb = [](uint16_t) -> uint8_t { return 0x40; };
+    expect_read(read_item(make_item(CAT_FAN, 8, 2, 0, 0xFFEA), 0), 328, "", "0xFFEA"); // 5400000 / 0x4040
+    EXPECT_EQ(test_door::take_log(), "inb fff9 40\noutb fff9 40\ninb fffc 40\ninb fffd 40\n");
+    for (uint32_t base : {0xFFEBu, 0xFFFFu, 0x10700u, 0xFFFFFFFFu}) {
+        expect_failed(read_item(make_item(CAT_FAN, 8, 2, 0, base), 0), "", call_line("%x", base));
+        expect_failed(read_item(make_item(CAT_SWITCH, 8, 2, 0, base), 3), "", call_line("%x", base));
+        EXPECT_EQ(test_door::take_log(), "") << base;
+    }
+}
+
 TEST(RawFan, Chip8FailsWhenAPortIsRefused) {
     item_record item = make_item(CAT_FAN, 8, 2, 1, 0x700);
     start_ports(NO_BMC, {});

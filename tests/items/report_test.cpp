@@ -146,6 +146,16 @@ TEST(Report, TimeIsTheLocalOne) {
               HEADING + "--------------------------------------------- Sun Apr 22 09:34:56 2012\n");
 }
 
+// A clock that was never set, or a broken one: the years have no four digits any more.
+TEST(Report, TimeThatHasNoName) {
+    for (time_t now : {static_cast<time_t>(INT64_MAX), static_cast<time_t>(INT64_MIN)}) {
+        reset_all("UTC");
+        test_door::now = now;
+        report_table table;
+        EXPECT_EQ(report_of(&table), HEADING + "--------------------------------------------- ?\n") << now;
+    }
+}
+
 TEST(Report, OnlyMonitoredItemsAppearAndAreRead) {
     reset_all("UTC");
     report_table table;

@@ -118,6 +118,20 @@ TEST(StartUp, TheGraphicalModeSaysThatItsModuleIsMissing) {
     EXPECT_EQ(result.status, 255);
 }
 
+TEST(StartUp, AModuleThatIsSomethingElseIsRefused) {
+    std::string directory = std::filesystem::canonical(scratch_directory()).string();
+    std::filesystem::create_directories(directory + "/lib/kestrel");
+    std::filesystem::create_directory(directory + "/bin");
+    std::filesystem::copy(KESTREL_VIRTUAL, directory + "/bin/kestrel-virtual");
+    std::string module = directory + "/lib/kestrel/kestrel-gtk.so";
+    std::filesystem::copy("/lib/x86_64-linux-gnu/libm.so.6", module);
+    run_result result = run({directory + "/bin/kestrel-virtual", "w83627hf"});
+    EXPECT_EQ(result.out, BANNER);
+    EXPECT_EQ(result.err, "Error: The graphical mode cannot be started: " + module +
+                              ": undefined symbol: kestrel_graphical_part; use -t for the text report.\n");
+    EXPECT_EQ(result.status, 255);
+}
+
 // A BMC is looked for, then the configuration, then it is loaded, then the ports are asked for, then the
 // board is identified for its family, and only then a chip is touched.
 TEST(StartUp, StepsComeInTheirOrder) {
