@@ -1,5 +1,5 @@
 // The management controller of an emulated machine: the emulator listens on a socket, this program connects
-// and answers by what virtual boards say of their BMC.
+// and answers by what virtual boards say of their BMC, and to general tools by sensor_records.cpp.
 //   bmc-on-socket SOCKET BOARD...
 // A command of network function 0x3E, which no program that is tested sends, chooses what is played:
 //   0x01 N       the N-th of the boards, counted from 0
@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "board.h"
+#include "sensor_records.h"
 
 // ---- The emulator's protocol: messages and commands, each closed by a mark, in which marks are escaped
 
@@ -123,6 +124,9 @@ static byte_string answer(play *play, const byte_string &request) {
         return {};
     if (play->refused_with != 0 && request[0] == play->refused[0] && request[1] == play->refused[1])
         return {play->refused_with};
+    byte_string of_a_sensor = sensor_answer(request);
+    if (!of_a_sensor.empty())
+        return of_a_sensor;
     bool known = true;
     return bmc_answer(&play->boards[play->on_stage].bmc, request, 0.0, &known);
 }

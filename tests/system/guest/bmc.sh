@@ -28,6 +28,12 @@ for board in "$boards"/bmc-*; do
   is "$name: messages" "" "$(cat $err)"
 done
 
+# ---- What general tools see of it
+
+run ipmitool sensor
+is "sensors that ipmitool lists" 17 "$(wc -l <$out)"
+is "a fan and its limit" "Fan 1 5400.000 675.000" "$(awk -F ' *\\| *' '/^Fan 1/ { print $1, $2, $6 }' $out)" # 45 * 120, 45 * 15
+
 # ---- A latch of a chip behind it
 
 direct 1 0 # bmc-ao-winbond
