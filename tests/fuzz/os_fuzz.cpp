@@ -259,8 +259,8 @@ int os_fchmod(FILE *, mode_t) { return 0; }
 int os_fsync(FILE *) { return 0; }
 int os_fclose(FILE *file) { return fclose(file); }
 bool os_exists(const char *path) { return files.count(path) != 0; }
-int os_mode(const char *, mode_t *) { return not_here(); }
-int os_link(const char *, const char *) { return not_here(); }
+int os_mode(const char *, mode_t *) { return fail(ENOENT); }
+int os_link(const char *, const char *) { return fail(ENOENT); }
 int os_rename(const char *from, const char *to) {
     files[to] = files[from];
     files.erase(from);

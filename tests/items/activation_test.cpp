@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
@@ -376,24 +377,25 @@ static const rewrite_case rewrites[] = {
     {"an empty file", "h", "", ""},
 };
 
-// The copy is made aside and moved over the older one; the new file takes the old one's place when it is
-// whole.
-#define THE_COPY                                                                                             \
-    "unlink /etc/Kestrel.ini.old.new\nlink /etc/Kestrel.ini /etc/Kestrel.ini.old.new\n"                      \
-    "rename /etc/Kestrel.ini.old.new /etc/Kestrel.ini.old\nunlink /etc/Kestrel.ini.old.new\n"
-#define THE_NEW_FILE                                                                                         \
-    "create /etc/Kestrel.ini.new 0644\nfsync\nfclose\nrename /etc/Kestrel.ini.new /etc/Kestrel.ini\n"
-
 TEST(ActivationFile, MonitorLinesAreRewrittenAndTheOldFileIsKept) {
     for (const rewrite_case &c : rewrites) {
         reset_all();
         test_door::put_file(INI, c.before);
+        std::filesystem::permissions(test_door::real_path(INI), static_cast<std::filesystem::perms>(0600));
         board b = board_of(c.kinds);
         EXPECT_NE(output_of(&b), "") << c.what;
         EXPECT_EQ(test_door::file(INI), c.after) << c.what;
         EXPECT_TRUE(test_door::has_file(INI)) << c.what;
         EXPECT_EQ(test_door::file(OLD), c.before) << c.what;
-        EXPECT_EQ(test_door::take_log(), THE_COPY THE_NEW_FILE) << c.what;
+        EXPECT_EQ(test_door::take_log(), "unlink /etc/Kestrel.ini.old.new\n"
+                                         "link /etc/Kestrel.ini /etc/Kestrel.ini.old.new\n"
+                                         "rename /etc/Kestrel.ini.old.new /etc/Kestrel.ini.old\n"
+                                         "unlink /etc/Kestrel.ini.old.new\n"
+                                         "create /etc/Kestrel.ini.new 0600\n"
+                                         "fsync\n"
+                                         "fclose\n"
+                                         "rename /etc/Kestrel.ini.new /etc/Kestrel.ini\n")
+            << c.what;
     }
 }
 
@@ -459,13 +461,15 @@ struct failure_case {
     const char *output; // the whole of standard error
 };
 
-// The old file is opened and closed before the new one.
+// The copy is made first; it is opened and closed before the new file, which gets its name at the end.
 static const failure_case failing_calls[] = {
     {"rename", 1, "^Error: cannot open /etc/Kestrel\\.ini\\.old\nkept\n$"}, // there is nothing to copy from
     {"fopen", 1, "^Error: cannot open /etc/Kestrel\\.ini\\.old\nkept\n$"},
     {"create", 1, "^Error: cannot open /etc/Kestrel\\.ini\nkept\n$"},
     {"fclose", 1, "^Error: cannot close /etc/Kestrel\\.ini\\.old\nkept\n$"},
+    {"fsync", 1, "^Error: cannot close /etc/Kestrel\\.ini\nkept\n$"},
     {"fclose", 2, "^Error: cannot close /etc/Kestrel\\.ini\nkept\n$"},
+    {"rename", 2, "^Error: cannot close /etc/Kestrel\\.ini\nkept\n$"},
 };
 
 TEST(ActivationFailureDeathTest, EachFailedCallEndsTheProgram) {
