@@ -523,6 +523,17 @@ TEST(IntrusionChip30, WhatCannotBeReadIsNotWritten) {
     EXPECT_EQ(seen.buses.find("smbus_write 1 2d d4"), std::string::npos) << seen.buses;
 }
 
+TEST(IntrusionChip30, BankThatCannotBeSelectedEndsTheClear) {
+    item_record item = intrusion(30, 1);
+    start(item, ACTIVE);
+    hw_recorder::fail("smbus_write 1 2d ff 0");
+    outcome seen = reset(&item);
+    EXPECT_NE(seen.result, 0);
+    EXPECT_EQ(seen.printed, "Failed.\n");
+    EXPECT_EQ(seen.buses.find("2d d4"), std::string::npos)
+        << seen.buses; // it would be another bank's register
+}
+
 // ---- Chips that have no clear
 
 static bool has_clear(unsigned chip) {

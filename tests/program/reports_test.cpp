@@ -72,7 +72,8 @@ TEST(Reports, AReadingThatFailsIsShownAsSuch) {
 // Whoever collects reports must learn of it; an interval does not go on writing nowhere.
 TEST(Reports, AReportThatCannotBeWrittenEndsTheProgram) {
     for (const char *interval : {"", " -i 5"}) {
-        std::string command = std::string("exec ") + KESTREL_VIRTUAL + " --fast w83627dhg -t" + interval;
+        std::string command =
+            std::string("exec ") + KESTREL_VIRTUAL + " --fast --sleeps 3 w83627dhg -t" + interval;
         run_result result = run({"/bin/sh", "-c", command + " >/dev/full"});
         EXPECT_EQ(result.err, "Error: The report cannot be written.\n") << command;
         EXPECT_EQ(result.status, 255) << command;
