@@ -7,15 +7,6 @@ load_bus() { modprobe i2c-i801; modprobe i2c-dev; }
 
 unload_bus() { rmmod i2c-dev i2c-i801 i2c-smbus; }
 
-# fill SLAVE BOARD TABLE...: the registers of a board's chip.
-fill() {
-  local slave=$1
-  shift
-  registers "$@" | while read -r register value; do
-    i2cset -y 0 "$slave" "$register" "$value" b || failed "writing $register of slave $slave"
-  done
-}
-
 byte_of() { i2cget -y 0 "$1" "$2" b; }
 
 # ---- Who may start it, and what it says of itself

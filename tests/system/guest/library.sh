@@ -90,3 +90,12 @@ registers() {
       }' "$boards/$board/board.toml"
   done
 }
+
+# fill SLAVE BOARD TABLE...: the registers of a board's chip, into a memory on the SMBus.
+fill() {
+  local slave=$1
+  shift
+  registers "$@" | while read -r register value; do
+    i2cset -y 0 "$slave" "$register" "$value" b || failed "writing $register of slave $slave"
+  done
+}
