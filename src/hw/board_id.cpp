@@ -133,7 +133,7 @@ struct entry_point {
     unsigned count;
 };
 
-static entry_point parse_entry_point(const uint8_t paragraph[16]) {
+static entry_point parse_entry_point(const uint8_t *paragraph) {
     entry_point entry;
     entry.table_length = paragraph[6] | paragraph[7] << 8;
     entry.table_address =
@@ -159,6 +159,31 @@ static bool copy_table(int fd, const entry_point *entry, std::vector<uint8_t> *t
     return true;
 }
 
+// The BIOS area in paragraphs of 16 bytes. It is read by pages, in a 256th of the calls; where a page does
+// not come whole the rest of it is read paragraph by paragraph, and each that does not come is told of.
+constexpr size_t PARAGRAPH = 16;
+
+struct bios_page {
+    uint8_t bytes[PAGE];
+    size_t size = 0;  // that came
+    size_t taken = 0; // by paragraphs
+};
+
+// False when the paragraph at `address` did not come whole.
+static bool read_paragraph(int fd, uint32_t address, bios_page *page, uint8_t paragraph[PARAGRAPH]) {
+    if (address % PAGE == 0) {
+        ssize_t came = os_read(fd, page->bytes, sizeof page->bytes);
+        page->size = came > 0 ? static_cast<size_t>(came) : 0;
+        page->taken = 0;
+    }
+    size_t left = page->size - page->taken;
+    if (left == 0)
+        return os_read(fd, paragraph, PARAGRAPH) == static_cast<ssize_t>(PARAGRAPH);
+    std::copy_n(page->bytes + page->taken, std::min(left, PARAGRAPH), paragraph);
+    page->taken += std::min(left, PARAGRAPH);
+    return left >= PARAGRAPH;
+}
+
 enum scan_result { SCAN_FOUND, SCAN_NOTHING, SCAN_FAILED };
 
 // Walks the 16-byte paragraphs of the BIOS area. SCAN_FAILED, after a message, ends the identification.
@@ -167,9 +192,10 @@ static scan_result scan_for_base_board(int fd, char *manufacturer, char *product
         fprintf(stderr, "Error: seek\n");
         return SCAN_FAILED;
     }
-    for (uint32_t address = BIOS_START; address < BIOS_END; address += 16) {
-        uint8_t paragraph[16] = {};
-        if (os_read(fd, paragraph, sizeof paragraph) != static_cast<ssize_t>(sizeof paragraph)) {
+    bios_page page;
+    for (uint32_t address = BIOS_START; address < BIOS_END; address += PARAGRAPH) {
+        uint8_t paragraph[PARAGRAPH];
+        if (!read_paragraph(fd, address, &page, paragraph)) {
             fprintf(stderr, "Error: read\n");
             continue;
         }

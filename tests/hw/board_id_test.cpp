@@ -388,13 +388,45 @@ TEST(BoardIdFailure, TableThatCannotBeMappedByItsLength) {
     expect_names(names, "", "", "");
 }
 
-TEST(BoardIdFailure, ShortReadIsReportedAndTheScanGoesOn) {
+// A page that does not come is read again by its paragraphs: nothing was missed, so nothing is said.
+TEST(BoardIdFailure, PageThatDoesNotComeIsReadInParagraphs) {
     test_door::reset();
     put_table(ENTRY, TABLE, maker_board, 1);
     test_door::fail_call("read", 1, EIO);
     board_names names;
-    EXPECT_EQ(identify(&names), "Error: read\n");
+    EXPECT_EQ(identify(&names), "");
     expect_names(names, "BRIGANTINE", "H4DG-8", "1.3");
+}
+
+// What the reads of an empty BIOS area return, one after the other, the later ones all of it; their sizes.
+static std::vector<size_t> sizes_of_reads(const std::vector<ssize_t> &first, const char *message) {
+    test_door::reset();
+    test_door::on_open = [](const std::string &, int) { return 50; };
+    std::vector<size_t> sizes;
+    test_door::on_read = [&](int, void *buffer, size_t size) -> ssize_t {
+        memset(buffer, 0, size);
+        sizes.push_back(size);
+        return sizes.size() <= first.size() ? first[sizes.size() - 1] : static_cast<ssize_t>(size);
+    };
+    board_names names;
+    EXPECT_EQ(identify(&names), message);
+    return sizes;
+}
+
+TEST(BoardIdFailure, ShortReadIsReportedAndTheScanGoesOn) {
+    std::vector<size_t> expected = {4096};
+    expected.insert(expected.end(), 256, 16);
+    expected.insert(expected.end(), 15, 4096);
+    EXPECT_EQ(sizes_of_reads({-1, -1}, "Error: read\n"), expected);
+    EXPECT_EQ(sizes_of_reads({0, 15}, "Error: read\n"), expected);
+}
+
+// Two paragraphs came and half of a third, which is told of; 253 are left of the page.
+TEST(BoardIdFailure, PageThatBreaksOff) {
+    std::vector<size_t> expected = {4096};
+    expected.insert(expected.end(), 253, 16);
+    expected.insert(expected.end(), 15, 4096);
+    EXPECT_EQ(sizes_of_reads({40}, "Error: read\n"), expected);
 }
 
 TEST(BoardIdFailure, OnlyShortReadsAreReportedOneByOne) {
@@ -403,7 +435,7 @@ TEST(BoardIdFailure, OnlyShortReadsAreReportedOneByOne) {
     int reads = 0;
     test_door::on_read = [&reads](int fd, void *, size_t size) -> ssize_t {
         EXPECT_EQ(fd, 50);
-        EXPECT_EQ(size, 16u);
+        EXPECT_EQ(size, reads % 256 == 0 ? 4096u : 16u);
         reads++;
         return 8;
     };
