@@ -2,11 +2,10 @@
 // and answers by what virtual boards say of their BMC, and to general tools by sensor_records.cpp.
 //   bmc-on-socket SOCKET BOARD...
 // A command of network function 0x3E, which no program that is tested sends, chooses what is played:
-//   0x01 N       the N-th of the boards, counted from 0
-//   0x02 N M     after N more commands M are not answered (255: none is); the emulator gives up after 4
-//   seconds 0x03 F C E   commands C of network function F end with the completion code E (0: as the board
-//   says) 0x04         it leaves
-// It ends with the connection.
+//   0x01 N      the N-th of the boards, counted from 0
+//   0x02 N M    after N more commands M are not answered; the emulator gives up after 4 seconds
+//   0x03 F C E  commands C of network function F end with the completion code E (0: as the board says)
+//   0x04        it leaves, once it has answered
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -78,7 +77,7 @@ static uint8_t sum_of(const byte_string &bytes) {
 // ---- What is played
 
 constexpr uint8_t STAGE_DIRECTIONS = 0x3E; // their network function
-constexpr int FOR_EVER = 255;
+constexpr uint8_t LEAVE = 4;
 
 struct play {
     std::vector<virtual_board> boards;
@@ -99,7 +98,7 @@ static byte_string follow_directions(play *play, const byte_string &request) {
     } else if (request[1] == 3 && words.size() == 3) {
         play->refused = {words[0], words[1]};
         play->refused_with = words[2];
-    } else {
+    } else if (request[1] != LEAVE) {
         return {0xC1}; // invalid command
     }
     return {0x00};
@@ -110,10 +109,10 @@ static bool is_left_unanswered(play *play) {
         play->silent_after--;
         return false;
     }
-    bool silent = play->silent_for > 0;
-    if (silent && play->silent_for != FOR_EVER)
-        play->silent_for--;
-    return silent;
+    if (play->silent_for == 0)
+        return false;
+    play->silent_for--;
+    return true;
 }
 
 // Empty: no answer.
@@ -131,21 +130,21 @@ static byte_string answer(play *play, const byte_string &request) {
     return bmc_answer(&play->boards[play->on_stage].bmc, request, 0.0, &known);
 }
 
-// A message is: its number, network function and unit, command, data, and what makes the sum 0.
+// A message is: its number, network function and unit, command, data, and what makes the sum 0. False when
+// nothing more is to be handled.
 static bool handle(play *play, int connection, const byte_string &message) {
     if (message.size() < 4 || sum_of(message) != 0)
         return true;
     byte_string request = {static_cast<uint8_t>(message[1] >> 2), message[2]};
     append(&request, &message[3], message.size() - 4);
-    if (request[0] == STAGE_DIRECTIONS && request[1] == 4)
-        return false;
     byte_string reply = {message[0], static_cast<uint8_t>(message[1] | 1 << 2), message[2]};
     byte_string answered = answer(play, request);
     if (answered.empty())
         return true;
     append(&reply, answered.data(), answered.size());
     reply.push_back(static_cast<uint8_t>(-sum_of(reply)));
-    return send_frame(connection, reply, END_OF_MESSAGE);
+    bool leaves = request[0] == STAGE_DIRECTIONS && request[1] == LEAVE;
+    return send_frame(connection, reply, END_OF_MESSAGE) && !leaves;
 }
 
 // ---- The connection
