@@ -4,7 +4,7 @@
 
 #include <string>
 
-constexpr int SHORT_TRANSFER = -1; // in the place of an errno: half of the bytes, and then no more
+constexpr int SHORT_TRANSFER = -1; // in the place of an errno: half of the bytes
 constexpr int DIED_STATUS = 97;
 
 struct fault_plan {

@@ -413,7 +413,7 @@ int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
 
 bool os_exists(const char *path) {
     if (call_fails("exists %s", path))
-        return false;
+        return errno != ENOENT && errno != ENOTDIR;
     struct stat status;
     return has_device(&board, path) || stat(real_path(path).c_str(), &status) == 0;
 }

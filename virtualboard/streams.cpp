@@ -9,7 +9,7 @@
 struct open_stream {
     FILE *file;
     std::string name;
-    bool is_over; // no more bytes, behind a short read or write
+    bool is_full; // takes no more bytes, behind a short write
 };
 
 static std::map<FILE *, open_stream *> open_streams;
@@ -19,11 +19,11 @@ static ssize_t read_stream(void *cookie, char *bytes, size_t size) {
     transfer_fault fault = transfer_fails("fread %s", stream->name.c_str());
     if (fault == FAILED_TRANSFER)
         return -1;
-    if (stream->is_over)
-        return 0;
-    stream->is_over = fault == HALF_TRANSFER;
     ssize_t got = read(fileno(stream->file), bytes, size);
-    return fault == HALF_TRANSFER && got > 0 ? got / 2 : got;
+    if (fault != HALF_TRANSFER || got <= 1)
+        return got;
+    off64_t later = got / 2; // what the next read begins with
+    return lseek64(fileno(stream->file), -later, SEEK_CUR) < 0 ? got : got - later;
 }
 
 // stdio takes less than it gave for a failure.
@@ -32,11 +32,11 @@ static ssize_t write_stream(void *cookie, const char *bytes, size_t size) {
     transfer_fault fault = transfer_fails("fwrite %s", stream->name.c_str());
     if (fault == FAILED_TRANSFER)
         return 0;
-    if (stream->is_over) {
+    if (stream->is_full) {
         errno = ENOSPC;
         return 0;
     }
-    stream->is_over = fault == HALF_TRANSFER;
+    stream->is_full = fault == HALF_TRANSFER;
     ssize_t written = write(fileno(stream->file), bytes, fault == HALF_TRANSFER ? size / 2 : size);
     if (fault == HALF_TRANSFER)
         errno = ENOSPC;

@@ -1,5 +1,6 @@
 #include "config/ini_write.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <iterator>
 #include <string>
@@ -172,12 +173,14 @@ static ini_write_result give_up(ini_write_failure failure, const char *path) {
 }
 
 // The file becomes the copy in one step and keeps its own name: it gets a second one, which is moved over the
-// older copy. Only where a file cannot have two names (FAT) is it moved away itself. The second name is still
-// there when the move failed, and when copy and file were one already, for then a move does nothing.
+// older copy. Only where a file cannot have two names (FAT: EPERM) is it moved away itself. The second name
+// is still there when the move failed, and when copy and file were one already, for then a move does nothing.
 static bool keep_copy() {
     const char *second = KESTREL_INI_OLD ".new";
     os_unlink(second);
     bool linked = os_link(KESTREL_INI, second) == 0;
+    if (!linked && errno != EPERM && errno != EOPNOTSUPP && errno != EMLINK)
+        return false;
     bool kept = os_rename(linked ? second : KESTREL_INI, KESTREL_INI_OLD) == 0;
     if (linked)
         os_unlink(second);

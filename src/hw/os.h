@@ -51,9 +51,9 @@ int os_fclose(FILE *stream);
 // os_fchmod changes the mode of an open file, after what was written to the stream so far is in it.
 FILE *os_create_private(const char *path, mode_t mode);
 int os_fchmod(FILE *stream, mode_t mode);
-int os_fsync(FILE *stream); // returns when what was written to the stream is on the disk
-bool os_exists(const char *path);
-int os_mode(const char *path, mode_t *mode);         // the permission bits of a file
+int os_fsync(FILE *stream);                  // returns when what was written to the stream is on the disk
+bool os_exists(const char *path);            // what cannot be looked at may be there: true
+int os_mode(const char *path, mode_t *mode); // the permission bits of a file
 int os_link(const char *existing, const char *name); // one more name for a file
 int os_rename(const char *from, const char *to);
 int os_unlink(const char *path);

@@ -151,7 +151,7 @@ int os_fsync(FILE *stream) { return fflush(stream) == 0 && fsync(fileno(stream))
 
 bool os_exists(const char *path) {
     struct stat status;
-    return stat(path, &status) == 0;
+    return stat(path, &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
 int os_mode(const char *path, mode_t *mode) {

@@ -43,9 +43,8 @@ same() {
   fi
 }
 
-# ended ABOUT STATUS: as the last command did; its output and its messages are given on descriptors 3 and 4, or none
-# is expected.
-says() { # ABOUT STATUS OUTPUT MESSAGES: of the last command; texts as printf wants them
+# says ABOUT STATUS OUTPUT MESSAGES: all of the last command; texts as printf wants them.
+says() {
   is "$1: status" "$2" "$status"
   printf "$3" >/tmp/wanted
   same "$1: output" /tmp/wanted $out
@@ -95,7 +94,8 @@ registers() {
 fill() {
   local slave=$1
   shift
-  registers "$@" | while read -r register value; do
+  registers "$@" >/tmp/registers-to-fill
+  while read -r register value; do
     i2cset -y 0 "$slave" "$register" "$value" b || failed "writing $register of slave $slave"
-  done
+  done </tmp/registers-to-fill
 }
