@@ -5,7 +5,6 @@
 //   0x01 N      the N-th of the boards, counted from 0
 //   0x02 N M    after N more commands M are not answered; the emulator gives up after 4 seconds
 //   0x03 F C E  commands C of network function F end with the completion code E (0: as the board says)
-//   0x04        it leaves, once it has answered
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -77,7 +76,6 @@ static uint8_t sum_of(const byte_string &bytes) {
 // ---- What is played
 
 constexpr uint8_t STAGE_DIRECTIONS = 0x3E; // their network function
-constexpr uint8_t LEAVE = 4;
 
 struct play {
     std::vector<virtual_board> boards;
@@ -98,7 +96,7 @@ static byte_string follow_directions(play *play, const byte_string &request) {
     } else if (request[1] == 3 && words.size() == 3) {
         play->refused = {words[0], words[1]};
         play->refused_with = words[2];
-    } else if (request[1] != LEAVE) {
+    } else {
         return {0xC1}; // invalid command
     }
     return {0x00};
@@ -143,8 +141,7 @@ static bool handle(play *play, int connection, const byte_string &message) {
         return true;
     append(&reply, answered.data(), answered.size());
     reply.push_back(static_cast<uint8_t>(-sum_of(reply)));
-    bool leaves = request[0] == STAGE_DIRECTIONS && request[1] == LEAVE;
-    return send_frame(connection, reply, END_OF_MESSAGE) && !leaves;
+    return send_frame(connection, reply, END_OF_MESSAGE);
 }
 
 // ---- The connection
