@@ -129,7 +129,7 @@ static byte_string answer(play *play, const byte_string &request) {
 }
 
 // A message is: its number, network function and unit, command, data, and what makes the sum 0. False when
-// nothing more is to be handled.
+// the connection is broken.
 static bool handle(play *play, int connection, const byte_string &message) {
     if (message.size() < 4 || sum_of(message) != 0)
         return true;

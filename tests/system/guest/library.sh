@@ -35,7 +35,7 @@ without_time() { sed 's/^\(-\{45\}\) [A-Z][a-z][a-z] [A-Z][a-z][a-z] .* 20[0-9][
 same() {
   without_time "$2" >/tmp/expected
   without_time "$3" >/tmp/actual
-  if cmp -s /tmp/expected /tmp/actual; then
+  if [ -e "$2" ] && [ -e "$3" ] && cmp -s /tmp/expected /tmp/actual; then
     passed "$1"
   else
     failed "$1"
