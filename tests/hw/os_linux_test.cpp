@@ -251,6 +251,15 @@ TEST(Processes, SignalsDoNotCutTheWaitShort) {
     EXPECT_EQ(os_waitpid(child), -1); // it was taken off the list
 }
 
+TEST(Files, WhatCannotBeLookedAtMayBeThere) {
+    std::string here = scratch_directory();
+    std::ofstream(here + "/file") << "";
+    EXPECT_TRUE(os_exists((here + "/file").c_str()));
+    EXPECT_FALSE(os_exists((here + "/none").c_str()));
+    EXPECT_FALSE(os_exists((here + "/file/none").c_str()));               // ENOTDIR
+    EXPECT_TRUE(os_exists((here + "/" + std::string(300, 'x')).c_str())); // ENAMETOOLONG: nobody can tell
+}
+
 // ---- Standard streams
 
 // Closes the descriptors 0 to 2 for as long as `body` runs.
