@@ -4,6 +4,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "own_files.h"
 #include "toml_values.h"
 
 // ---- Registers
@@ -448,7 +449,7 @@ static void read_file(const std::filesystem::path &path, int depth, virtual_boar
 // with the program, among the files that they share.
 static std::filesystem::path find_included(const toml::node &node, const std::filesystem::path &path) {
     std::filesystem::path named = text_of(node);
-    for (const auto &file : {path.parent_path() / named, KESTREL_SHARED_DIR / named.filename()}) {
+    for (const auto &file : {path.parent_path() / named, own_files("shared") / named.filename()}) {
         std::error_code ignored;
         if (std::filesystem::is_regular_file(file, ignored))
             return file;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "board.h"
+#include "own_files.h"
 
 static const char *const help =
     "Usage: kestrel-virtual [option...] BOARD [options of kestrel]\n"
@@ -46,7 +47,7 @@ static const char *const help =
     exit(USAGE_STATUS);
 }
 
-static std::filesystem::path boards_directory() { return KESTREL_BOARDS_DIR; }
+static std::filesystem::path boards_directory() { return own_files("boards"); }
 
 static bool is_board(const std::filesystem::path &directory) {
     std::error_code ignored;

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <unistd.h>
 
+#include "own_files.h"
+
 static std::filesystem::path root;
 static pid_t owner; // a child of the run leaves the copy to its parent
 
@@ -56,7 +58,7 @@ static bool write_named_files(const virtual_board &board, std::string *error) {
             return false;
         }
     for (const auto &[path, source] : board.copies)
-        if (!copy_to(path, source) && !copy_to(path, KESTREL_DATA_DIR / source.filename())) {
+        if (!copy_to(path, source) && !copy_to(path, own_files("data") / source.filename())) {
             *error = source.string() + ": it cannot be copied";
             return false;
         }
@@ -65,7 +67,7 @@ static bool write_named_files(const virtual_board &board, std::string *error) {
 
 // The section of `product` of the master file, as a first start would copy it. False when there is none.
 static bool write_configuration(const std::string &product) {
-    std::ifstream master(std::filesystem::path(KESTREL_DATA_DIR) / "AllKestrel.ini");
+    std::ifstream master(own_files("data") / "AllKestrel.ini");
     std::ofstream out(real_path("/etc/Kestrel.ini"));
     bool inside = false;
     bool any = false;
