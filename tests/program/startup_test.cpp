@@ -110,7 +110,7 @@ TEST(StartUp, TheGraphicalModeSaysThatItsModuleIsMissing) {
     std::string directory = std::filesystem::canonical(scratch_directory()).string();
     std::filesystem::create_directory(directory + "/bin");
     std::filesystem::copy(KESTREL_VIRTUAL, directory + "/bin/kestrel-virtual");
-    run_result result = run({directory + "/bin/kestrel-virtual", "w83627hf"});
+    run_result result = run({directory + "/bin/kestrel-virtual", BOARDS "/lively"});
     EXPECT_EQ(result.out, BANNER);
     EXPECT_EQ(result.err, "Error: The graphical mode cannot be started: " + directory +
                               "/lib/kestrel/kestrel-gtk.so: cannot open shared object file: No such file or "
@@ -125,7 +125,7 @@ TEST(StartUp, AModuleThatIsSomethingElseIsRefused) {
     std::filesystem::copy(KESTREL_VIRTUAL, directory + "/bin/kestrel-virtual");
     std::string module = directory + "/lib/kestrel/kestrel-gtk.so";
     std::filesystem::copy("/lib/x86_64-linux-gnu/libm.so.6", module);
-    run_result result = run({directory + "/bin/kestrel-virtual", "w83627hf"});
+    run_result result = run({directory + "/bin/kestrel-virtual", BOARDS "/lively"});
     EXPECT_EQ(result.out, BANNER);
     EXPECT_EQ(result.err, "Error: The graphical mode cannot be started: " + module +
                               ": undefined symbol: kestrel_graphical_part; use -t for the text report.\n");
