@@ -1,7 +1,6 @@
 #include "driver/graphical.h"
 
 #include <csignal>
-#include <cstdio>
 #include <glib-unix.h>
 #include <gtk/gtk.h>
 
@@ -50,7 +49,6 @@ static int run(void (*build_displays)(bool generated), bool generated) {
     tick = updateAll;
     start_timer(k->system->Polling);
     end_by_signals();
-    fflush(stdout); // the banner, and what was hidden
     gtk_main();
     return 0;
 }

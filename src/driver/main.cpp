@@ -152,6 +152,7 @@ static int run_window(int argc, char **argv, bool generated) {
 
 int main(int argc, char **argv) {
     os_start(&argc, &argv);
+    setvbuf(stdout, nullptr, _IOLBF, 0); // a pipe or a journal gets each line when it is made
     IpmiInit();
     command_line line = parse_command_line(argc, argv);
     headline();

@@ -66,7 +66,5 @@ int text_build_Items(item_display *displays, const system_settings *system, cons
             refresh_display(&displays[i], system, items, item_count, parameters, parameter_count, &items[i]);
         print_row(&displays[i], valid);
     }
-    int result = print_time();
-    fflush(stdout); // a pipe or a journal sees each report when it is made
-    return result;
+    return print_time();
 }

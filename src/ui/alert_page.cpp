@@ -101,7 +101,6 @@ static void mail_changes(const system_settings *system, const char *changes) {
     if (!was_mailed(send_mail(HEALTH_MAIL, system->MailBox, system->MachineName, changes)))
         return;
     printf("Send an alert through E-mail successfully.\n");
-    fflush(stdout);
 }
 
 void build_Alert(GtkWidget *window, const system_settings *system, const item_display *displays,

@@ -40,11 +40,12 @@ static started_run start(const std::string &temporary, std::vector<std::string> 
     return {child, ends[0]};
 }
 
-// Until the program has printed its first report, which it does when all is set up.
+// Until the program has printed its first report, which it does when all is set up. The last line has the
+// time behind its dashes.
 static void wait_for_report(int out) {
     std::string seen;
     char buffer[512];
-    while (seen.find("-----\n") == std::string::npos) {
+    while (seen.find("----- ") == std::string::npos) {
         ssize_t count = read(out, buffer, sizeof buffer);
         ASSERT_GT(count, 0) << seen;
         seen.append(buffer, static_cast<size_t>(count));
