@@ -11,8 +11,9 @@
 #include <sys/types.h>
 #include <vector>
 
-// Called once, first of all, with main's arguments. The real machine leaves them alone; a virtual board takes
-// its own options out of them.
+// Called once, first of all, with main's arguments. The real machine leaves them alone and clears the
+// environment of what could lead to somebody else's programs; a virtual board takes its own options out of
+// them.
 void os_start(int *argc, char ***argv);
 
 // I/O ports. Permission is asked for with os_iopl (level 3: all ports, 0: none) and os_ioperm (single ports).

@@ -3,6 +3,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/io.h>
@@ -13,15 +15,46 @@
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
+#include <utility>
 
 #include "hw/port_grants.h"
 
 // A closed standard stream would hand its number to the first device that is opened, and then what is printed
 // would be written into that device.
-void os_start(int *, char ***) {
+static void open_standard_streams() {
     for (int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", O_RDWR) != fd)
             _exit(255);
+}
+
+static bool is_kept(const std::string &name) {
+    for (const char *kept :
+         {"DISPLAY", "XAUTHORITY", "HOME", "USER", "LOGNAME", "TERM", "LANG", "LANGUAGE", "TZ"})
+        if (name == kept)
+            return true;
+    return name.compare(0, 3, "LC_") == 0;
+}
+
+// After a plain "su" root has an ordinary user's environment: a PATH without modprobe, or with somebody's own
+// programs in front, modules for the toolkit, functions and orders for bash. What runs as root is to be the
+// system's.
+static void make_environment() {
+    std::vector<std::pair<std::string, std::string>> kept;
+    for (char **entry = environ; entry != nullptr && *entry != nullptr; entry++) {
+        std::string name(*entry, strcspn(*entry, "="));
+        const char *value = getenv(name.c_str());
+        if (is_kept(name) && value != nullptr)
+            kept.emplace_back(name, value);
+    }
+    clearenv();
+    for (const auto &[name, value] : kept)
+        setenv(name.c_str(), value.c_str(), 1);
+    setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
+}
+
+void os_start(int *, char ***) {
+    open_standard_streams();
+    make_environment();
 }
 
 int os_iopl(int level) {

@@ -324,6 +324,32 @@ TEST(Start, EndsWhenAStreamCannotBeReplaced) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 255) << status;
 }
 
+TEST(Start, LeavesOfTheEnvironmentWhatSaysWhoAndWhereTheUserIs) {
+    std::string here = scratch_directory();
+    std::string list = "env | grep -v ^PWD= | LC_ALL=C sort >'" + here + "/seen'"; // PWD is the shell's own
+    pid_t child = fork();
+    if (child == 0) {
+        clearenv();
+        for (const char *entry :
+             {"PATH=/home/joe/bin:/usr/bin", "BASH_ENV=/home/joe/orders", "BASH_FUNC_mail%%=() { id; }",
+              "ENV=/x", "GTK_MODULES=/home/joe/module.so", "LD_LIBRARY_PATH=/home/joe", "IFS=/",
+              "DISPLAYED=no", "LCX=no",
+
+              "DISPLAY=:7", "XAUTHORITY=/run/key", "HOME=/root", "USER=root", "LOGNAME=root", "TERM=linux",
+              "LANG=C.UTF-8", "LANGUAGE=en", "LC_TIME=C", "TZ=UTC"})
+            putenv(const_cast<char *>(entry));
+        os_start(nullptr, nullptr);
+        _exit(os_system(list.c_str()));
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(file_contents(here + "/seen"),
+              "DISPLAY=:7\nHOME=/root\nLANG=C.UTF-8\nLANGUAGE=en\nLC_TIME=C\nLOGNAME=root\n"
+              "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\nTERM=linux\nTZ=UTC\n"
+              "USER=root\nXAUTHORITY=/run/key\n");
+}
+
 // ---- Ports. No permission is asked for here: whatever machine runs this keeps its ports.
 
 TEST(Ports, WithoutPermissionNoInstructionIsExecuted) {
