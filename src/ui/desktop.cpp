@@ -3,6 +3,24 @@
 #include <clocale>
 #include <cstdarg>
 #include <cstring>
+#include <dlfcn.h>
+
+// ---- What the display may set
+
+// Any program of the display can be its settings manager, and the toolkit loads modules and theme engines by
+// the names that this one gives, by whole paths too: into a program that runs as root. So of its settings
+// only fonts and times count. This takes the place of the toolkit's own function, through which it asks for
+// all of them.
+static gboolean is_harmless(const char *name) {
+    return g_str_has_prefix(name, "gtk-xft-") || g_str_has_prefix(name, "gtk-double-click-") ||
+           g_str_has_prefix(name, "gtk-cursor-blink") || strcmp(name, "gtk-font-name") == 0;
+}
+
+gboolean gdk_screen_get_setting(GdkScreen *screen, const char *name, GValue *value) {
+    using getter = gboolean (*)(GdkScreen *, const char *, GValue *);
+    static auto toolkits_own = reinterpret_cast<getter>(dlsym(RTLD_NEXT, "gdk_screen_get_setting"));
+    return is_harmless(name) && toolkits_own != nullptr && toolkits_own(screen, name, value);
+}
 
 // ---- Program
 

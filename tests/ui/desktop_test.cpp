@@ -51,6 +51,80 @@ TEST(Program, PassesOverUnknownProperties) {
     EXPECT_STREQ(program->app_datadir, "/data");
 }
 
+// ---- What the display may set
+
+static void add_number(std::string *bytes, size_t size, size_t number) { // least significant byte first
+    for (; size > 0; size--, number >>= 8)
+        *bytes += static_cast<char>(number & 0xFF);
+}
+
+// Kind, name and serial number of a setting; its value follows. Texts are filled up to four bytes.
+static void add_setting(std::string *bytes, size_t kind, std::string name) {
+    add_number(bytes, 2, kind);
+    add_number(bytes, 2, name.size());
+    name.resize((name.size() + 3) / 4 * 4);
+    *bytes += name;
+    add_number(bytes, 4, 1);
+}
+
+static void add_text_setting(std::string *bytes, const char *name, std::string value) {
+    add_setting(bytes, 1, name);
+    add_number(bytes, 4, value.size());
+    value.resize((value.size() + 3) / 4 * 4);
+    *bytes += value;
+}
+
+// As any program of the display can: its window holds the settings and owns their selection.
+static void become_settings_manager(GdkDisplay *display) {
+    std::string settings;
+    add_number(&settings, 4, 0); // the byte order
+    add_number(&settings, 4, 1);
+    add_number(&settings, 4, 4);
+    add_text_setting(&settings, "Gtk/Modules", "/tmp/somebodys-module.so");
+    add_text_setting(&settings, "Net/ThemeName", "../../../tmp/somebodys-theme");
+    add_text_setting(&settings, "Gtk/FontName", "Sans 12");
+    add_setting(&settings, 0, "Net/CursorBlinkTime");
+    add_number(&settings, 4, 1234);
+    GdkWindowAttr attributes = {};
+    attributes.window_type = GDK_WINDOW_TOPLEVEL;
+    attributes.wclass = GDK_INPUT_ONLY;
+    GdkWindow *root = gdk_screen_get_root_window(gdk_display_get_default_screen(display));
+    GdkWindow *window = gdk_window_new(root, &attributes, 0);
+    GdkAtom property = gdk_atom_intern("_XSETTINGS_SETTINGS", FALSE);
+    gdk_property_change(window, property, property, 8, GDK_PROP_MODE_REPLACE,
+                        reinterpret_cast<const guchar *>(settings.data()), static_cast<int>(settings.size()));
+    gdk_selection_owner_set_for_display(display, window, gdk_atom_intern("_XSETTINGS_S0", FALSE),
+                                        GDK_CURRENT_TIME, FALSE);
+    gdk_display_sync(display);
+}
+
+TEST(Display, SetsFontsAndTimesButNoModulesAndThemes) {
+    test_window::open_display();
+    const char *name = gdk_display_get_name(gdk_display_get_default());
+    GdkDisplay *managers = gdk_display_open(name);
+    become_settings_manager(managers);
+    GdkDisplay *ours = gdk_display_open(name);
+    const struct {
+        const char *setting;
+        GType type;
+        bool expected;
+    } cases[] = {{"gtk-font-name", G_TYPE_STRING, true},
+                 {"gtk-cursor-blink-time", G_TYPE_INT, true},
+                 {"gtk-modules", G_TYPE_STRING, false},
+                 {"gtk-theme-name", G_TYPE_STRING, false},
+                 {"gtk-key-theme-name", G_TYPE_STRING, false}};
+    for (const auto &c : cases) {
+        GValue value = G_VALUE_INIT;
+        g_value_init(&value, c.type);
+        EXPECT_EQ(gdk_screen_get_setting(gdk_display_get_default_screen(ours), c.setting, &value) != FALSE,
+                  c.expected)
+            << c.setting;
+        g_value_unset(&value);
+    }
+    gdk_display_close(ours);
+    gdk_display_close(managers);
+}
+
 // ---- File locator
 
 static std::string locate(const std::string &name, gboolean only_if_exists) {
