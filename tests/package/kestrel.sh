@@ -1,4 +1,5 @@
 # The program alone, from the package file: nothing graphical comes with it, nothing runs, nothing is made.
+check "man installs" install man-db
 all_files >/tmp/before
 
 check "kestrel installs" install "$(package kestrel)"

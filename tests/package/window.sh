@@ -22,5 +22,6 @@ check "pkexec lets the display through" env KESTREL_SCRATCH_ROOT=yes ./pkexec.sh
 
 check "all can be purged" remove purge kestrel kestrel-gtk kestrel-virtual
 rm -rf /tmp/first
+rm -rf /var/cache/man
 left() { find / -xdev -path /proc -prune -o -path /tests -prune -o -path /packages -prune -o -ipath '*kestrel*' -print; }
 check "nothing of it is left" same "$(left)" ""
