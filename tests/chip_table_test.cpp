@@ -2,10 +2,18 @@
 #include "items/chips.h"
 
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "items/chip_routines.h"
+#include "items/convert.h"
 
 TEST(ChipTable, RowsStandInOrderOfTheirCodes) {
     ASSERT_EQ(CHIP_COUNT, 35);
@@ -132,4 +140,116 @@ TEST(ChipTable, CountsOfTheBottomOfTheScale) {
             expected = 8191;
         EXPECT_EQ(all_chips()[code].fan.bottom_count, expected) << "chip " << code;
     }
+}
+
+// ---- What docs/adding-a-chip.md tells
+
+static std::string contents_of(const std::string &path) {
+    std::ifstream file(path);
+    EXPECT_TRUE(file.is_open()) << path;
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    return contents.str();
+}
+
+static std::string source(const char *name) { return contents_of(std::string(SOURCE_DIR "/src/") + name); }
+
+static const std::string &document() {
+    static const std::string contents = contents_of(SOURCE_DIR "/docs/adding-a-chip.md");
+    return contents;
+}
+
+// Each match's groups from 1 on; one that did not take part is empty.
+static std::vector<std::vector<std::string>> matches_of(const std::string &text, const char *expression) {
+    std::regex compiled(expression);
+    std::vector<std::vector<std::string>> matches;
+    for (std::sregex_iterator match(text.begin(), text.end(), compiled), end; match != end; ++match) {
+        std::vector<std::string> groups;
+        for (size_t i = 1; i < match->size(); i++)
+            groups.push_back((*match)[i]);
+        matches.push_back(groups);
+    }
+    return matches;
+}
+
+static std::string hexadecimal(unsigned long number) {
+    std::ostringstream text;
+    text << std::uppercase << std::hex << number;
+    return text.str();
+}
+
+TEST(ChipDocument, TellsEveryCodeWithItsName) {
+    auto codes = matches_of(source("hw/chip_codes.h"), "\n    (CHIP_\\w+) = (\\d+)");
+    EXPECT_EQ(codes.size(), size_t{CHIP_COUNT});
+    for (const auto &code : codes) {
+        std::string row = "\n| " + hexadecimal(std::stoul(code[1])) + " | `" + code[0] + "` | ";
+        EXPECT_NE(document().find(row), std::string::npos) << "no row of " << code[0] << ":" << row;
+    }
+    EXPECT_EQ(matches_of(document(), "\n\\| [0-9A-F]+ \\| `CHIP_").size(), size_t{CHIP_COUNT});
+}
+
+TEST(ChipDocument, TellsEveryColumn) {
+    const struct {
+        const char *record;
+        const char *column; // in which it stands
+    } records[] = {{"chip", ""}, {"fan_scale", "fan."}, {"bank_select", "bank."}};
+    std::string header = source("items/chips.h");
+    for (const auto &row : records) {
+        size_t begin = header.find(std::string("\nstruct ") + row.record + " {\n");
+        ASSERT_NE(begin, std::string::npos) << row.record;
+        std::string fields = header.substr(begin, header.find("\n};", begin) - begin);
+        // "type name", "type name = default" or "type (*name)(...)"; a comment may stand behind it
+        auto names = matches_of(fields, "\n    \\w[^/;=(]*(?:\\(\\*(\\w+)\\)|\\b(\\w+)(?: =[^;]*)?;)");
+        EXPECT_GE(names.size(), 6u) << row.record;
+        for (const auto &name : names) {
+            std::string column = std::string("`") + row.column + name[0] + name[1] + "`";
+            EXPECT_NE(document().find(column), std::string::npos) << "no column " << column;
+        }
+    }
+}
+
+TEST(ChipDocument, ShowsCodeAsItStands) {
+    std::string code;
+    for (const auto &file : std::filesystem::directory_iterator(SOURCE_DIR "/src/items"))
+        code += contents_of(file.path());
+    auto shown = matches_of(document(), "\n```cpp\n([^`]*)```\n");
+    EXPECT_EQ(shown.size(), 2u);
+    for (const auto &block : shown)
+        EXPECT_NE(code.find(block[0]), std::string::npos) << block[0];
+}
+
+// A cell of the table: "26.88", "84.57 − 15429", or nothing, and then the raw value is taken.
+static double millivolts_told(const std::string &cell, double raw) {
+    double step = 0;
+    double taken_off = 0;
+    if (sscanf(cell.c_str(), "%lf − %lf", &step, &taken_off) < 1)
+        return raw;
+    return step * raw - taken_off;
+}
+
+// Steps are told with two decimals, so 200 of them are right within 1 mV; the result is truncated.
+TEST(ChipDocument, TellsMillivoltsOfEveryVoltage) {
+    constexpr uint32_t RAW = 200;
+    constexpr unsigned NAMED_FUNCTIONS = 9;
+    uint32_t told = 0;
+    const std::string cell = " \\|([^|\n]*)";
+    std::string row = "\n\\| ([0-9A-F, ]+)";
+    for (unsigned i = 0; i < NAMED_FUNCTIONS; i++)
+        row += cell;
+    for (const auto &cells : matches_of(document(), (row + " \\|(?=\n)").c_str()))
+        for (const auto &code : matches_of(cells[0], "([0-9A-F]+)")) {
+            auto chip_code = static_cast<uint32_t>(std::stoul(code[0], nullptr, 16));
+            EXPECT_NE(chip_of(chip_code)->volts, nullptr) << code[0];
+            told++;
+            for (unsigned function = 0; function < NAMED_FUNCTIONS; function++) {
+                int32_t millivolts = 0;
+                VOLTAGEConvert(chip_code, function, RAW, &millivolts);
+                EXPECT_NEAR(millivolts, millivolts_told(cells[function + 1], RAW), 2.1)
+                    << "chip " << code[0] << " function " << function;
+            }
+        }
+    uint32_t with_volts = 0;
+    for (uint32_t code = 0; code < CHIP_COUNT; code++)
+        with_volts += all_chips()[code].volts != nullptr;
+    EXPECT_EQ(told, with_volts);
 }

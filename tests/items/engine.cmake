@@ -3,6 +3,7 @@ kestrel_test(convert_test convert_test.cpp LIBS kestrel_items kestrel_config kes
 kestrel_test(voltage_test voltage_test.cpp LIBS kestrel_items kestrel_config kestrel_alert kestrel_test_door)
 kestrel_test(chip_table_test ../chip_table_test.cpp
   LIBS kestrel_items kestrel_config kestrel_alert kestrel_test_door)
+target_compile_definitions(chip_table_test PRIVATE SOURCE_DIR="${CMAKE_SOURCE_DIR}")
 
 # Over the recorder of the buses; its objects come before the libraries, so that the real buses stay out.
 kestrel_test(raw_read_test raw_read_test.cpp $<TARGET_OBJECTS:kestrel_hw_recorder>
