@@ -62,14 +62,15 @@ static std::string with_backslashes(const std::string &text, const char *special
 }
 
 // The recipients as words of a command line: no character is one by which the shell runs, expands or
-// redirects something, and control characters, an end of line among them, are blanks. A word's leading dashes
-// are left out, for `mail` would take it as an option; no address begins with one.
+// redirects something, and control characters, an end of line among them, are blanks. What no address begins
+// with is left out at the begin of a word, for some `mail` commands take it as an order: "-x" is an option,
+// "|x" a program to run, "/x" and "./x" files to write.
 static std::string command_words(const std::string &text) {
     std::string words;
     bool at_begin = true;
     for (char c : text) {
         bool blank = static_cast<unsigned char>(c) <= ' ' || c == '\x7F';
-        bool left_out = at_begin && c == '-';
+        bool left_out = at_begin && strchr("-|/.", c) != nullptr;
         if (!left_out)
             words += blank ? ' ' : c;
         at_begin = blank || left_out;

@@ -1,5 +1,6 @@
 // What a real shell makes of the mail script: whatever stands in names and addresses arrives as text, and no
 // command is run.
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -125,8 +126,11 @@ static const char *const HOSTILE[] = {
 static std::string words_on_lines(const std::string &text) {
     std::istringstream words(text);
     std::string lines;
-    for (std::string word; words >> word;)
-        lines += word + "\n";
+    for (std::string word; words >> word;) {
+        word.erase(0, word.find_first_not_of("-|/.")); // what `mail` would take as an order
+        if (!word.empty())
+            lines += word + "\n";
+    }
     return lines;
 }
 
@@ -170,14 +174,17 @@ TEST(MailByTheShell, EveryPrintedCharacterArrivesInTheRecipients) {
     for (char c = '!'; c <= '~'; c++) {
         std::string text(1, c);
         recipients += "x" + text + "y x" + text + " " + text + "y ";
-        expected += "x" + text + "y\nx" + text + "\n" + (c == '-' ? "" : text) + "y\n";
+        expected += "x" + text + "y\nx" + text + "\n" + (strchr("-|/.", c) != nullptr ? "" : text) + "y\n";
     }
     EXPECT_EQ(received(TEST_MAIL, recipients, "n", "x\n", "C").arguments, expected);
 }
 
-TEST(MailByTheShell, NoRecipientIsAnOption) {
+TEST(MailByTheShell, NoRecipientIsAnOptionAProgramOrAFile) {
+    EXPECT_EQ(received(TEST_MAIL, "|reboot /etc/profile ./file ../file root", "n", "x\n", "C").arguments,
+              "-s\nAlert: E-mail Test!\nreboot\netc/profile\nfile\nfile\nroot\n");
+
     EXPECT_EQ(received(HEALTH_MAIL, "-A /etc/passwd --attach=x -- - root", "n", "x\n", "C").arguments,
-              "-s\nAlert: system health warning!\nA\n/etc/passwd\nattach=x\nroot\n");
+              "-s\nAlert: system health warning!\nA\netc/passwd\nattach=x\nroot\n");
 }
 
 TEST(MailByTheShell, ALineThatLooksLikeTheEndMarkIsText) {

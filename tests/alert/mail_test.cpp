@@ -100,6 +100,10 @@ TEST(MailScript, RecipientsAreWordsAndNothingElse) {
         {"--", ""},
         {"a -f --b - c-d", "a f b  c-d"},
         {"a\n-f", "a f"},
+        {"|a b|c", "a b\\|c"},
+        {"/etc/a b/c", "etc/a b/c"},
+        {"./a ../b c.d", "a b c.d"},
+        {"-|/.a |- |", "a  "},
     };
     for (const auto &row : table)
         EXPECT_EQ(script_of(HEALTH_MAIL, row.recipients, "n", "x\n"),
