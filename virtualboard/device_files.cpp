@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/i2c-dev.h>
+#include <linux/i2c.h>
 #include <map>
 #include <unistd.h>
 
@@ -74,6 +76,13 @@ static int bmc_ioctl(bmc_device *bmc, unsigned long request, void *argument, dou
                                        : openipmi_ioctl(bmc, request, argument, now_s, known);
 }
 
+// As the trace has it: the slave and the register.
+static void report_transfer(const smbus_adapter &adapter, const i2c_smbus_ioctl_data *transfer) {
+    report_unanswered("i2c-%d %s %02x %02x", adapter.number,
+                      transfer->read_write == I2C_SMBUS_READ ? "read" : "write", adapter.taken,
+                      transfer->command);
+}
+
 int device_ioctl(virtual_board *board, int fd, unsigned long request, void *argument, double now_s) {
     const device_file &file = open_files.at(fd);
     bool known = true;
@@ -84,9 +93,10 @@ int device_ioctl(virtual_board *board, int fd, unsigned long request, void *argu
         result = bmc_ioctl(&board->bmc, request, argument, now_s, &known);
     if (!known) {
         int error = errno;
-        report_unanswered("the last access to %s", file.kind == DEVICE_BMC
-                                                       ? board->bmc.path.c_str()
-                                                       : adapter_path(board->adapters[file.index]).c_str());
+        if (file.kind == DEVICE_I2C)
+            report_transfer(board->adapters[file.index], static_cast<const i2c_smbus_ioctl_data *>(argument));
+        else
+            report_unanswered("the last request to %s", board->bmc.path.c_str());
         errno = error;
     }
     return result;

@@ -56,6 +56,16 @@ TEST(Reports, ReadingsMoveWithTheBoardsClock) {
               "System Temperature            60/140                 34/93           \n");
 }
 
+// A wrong register of a board's file or of a configuration is named as the trace does.
+TEST(Reports, WhatNoSlaveAnswersIsSaid) {
+    std::string board =
+        make_board(changed(shipped("w83795adg-piix4"), "0x2E = 15  # fan counts\n", ""), nullptr);
+    run_result result = run_virtual({board, "-t"});
+    EXPECT_GE(count_of(result.err, "kestrel-virtual: nothing on this board answers i2c-0 read 2f 2e\n"), 1)
+        << result.err;
+    EXPECT_EQ(result.status, 99);
+}
+
 TEST(Reports, AReadingThatFailsIsShownAsSuch) {
     std::string toml = changed(shipped("w83627hf"), "0x28 = 150", "0x28 = { fails = true }");
     toml = changed(toml, "0x20 = 84 ", "0x20 = { fails = true } ");
