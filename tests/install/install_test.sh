@@ -33,6 +33,7 @@ files_below() { # PREFIX
 755 $1/bin/kestrel-virtual
 644 $1/lib/kestrel/kestrel-gtk.so
 644 $1/lib/modules-load.d/kestrel.conf
+644 $1/lib/systemd/system/kestrel.service
 755 $1/sbin/kestrel
 644 $1/share/applications/com.brigantine.kestrel.desktop
 644 $1/share/bash-completion/completions/kestrel
@@ -56,7 +57,8 @@ install
 check "the files of an installation" "$(files_below usr/local)" "$(everything)"
 check "the boards" "" "$(diff -r "$source/virtualboard/boards" "$scratch/usr/local/share/kestrel/boards" 2>&1)"
 check "what they share" "" "$(diff -r "$source/virtualboard/shared" "$scratch/usr/local/share/kestrel/shared" 2>&1)"
-for place in bin/kestrel-pkexec:program= ../share/polkit-1/actions/com.brigantine.kestrel.policy:exec.path; do
+for place in bin/kestrel-pkexec:program= ../share/polkit-1/actions/com.brigantine.kestrel.policy:exec.path \
+  lib/systemd/system/kestrel.service:ExecStart=; do
   check "${place%:*} names the program" "1" "$(grep "${place#*:}" "$scratch/usr/local/${place%:*}" | grep -c /usr/local/sbin/kestrel)"
 done
 
