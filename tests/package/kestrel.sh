@@ -9,6 +9,7 @@ check "no configuration is made by installing" absent /etc/Kestrel.ini
 for master in AllKestrel OldRevMB OldRevMB_2 OldRevMB_3; do
   check "/etc/$master.ini is a conffile" grep -qx "/etc/$master.ini" /var/lib/dpkg/info/kestrel.conffiles
 done
+check "the service is there" test -s /lib/systemd/system/kestrel.service
 check "the service is not enabled" same "$(find /etc/systemd -name 'kestrel*')" ""
 for page in man8/kestrel.8 man5/Kestrel.ini.5 man5/AllKestrel.ini.5; do
   check "$page is there" test -s "/usr/share/man/$page.gz"
