@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <set>
 
 static FILE *trace_file;
 static unsigned unanswered;
@@ -33,13 +34,15 @@ void trace(const char *format, ...) {
 }
 
 void report_unanswered(const char *format, ...) {
-    unanswered++;
-    fprintf(stderr, "kestrel-virtual: nothing on this board answers ");
+    static std::set<std::string> told;
+    char access[512];
     va_list arguments;
     va_start(arguments, format);
-    vfprintf(stderr, format, arguments);
+    vsnprintf(access, sizeof access, format, arguments);
     va_end(arguments);
-    fputc('\n', stderr);
+    unanswered++;
+    if (told.insert(access).second)
+        fprintf(stderr, "kestrel-virtual: nothing on this board answers %s\n", access);
 }
 
 unsigned unanswered_count() { return unanswered; }

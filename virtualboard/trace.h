@@ -10,6 +10,7 @@ void flush_trace(); // before a fork, and before a child gives way to another pr
 
 [[gnu::format(printf, 1, 2)]] void trace(const char *format, ...);
 
-// An access that the board neither answers nor declares absent: said on standard error and counted.
+// An access that the board neither answers nor declares absent: counted, and said on standard error the first
+// time.
 [[gnu::format(printf, 1, 2)]] void report_unanswered(const char *format, ...);
 unsigned unanswered_count();
