@@ -35,6 +35,8 @@ int os_inl(uint16_t, uint32_t *value) {
 int os_outl(uint16_t, uint32_t) { return 0; }
 void os_hold_signals() {}
 void os_release_signals() {}
+void os_lock_machine() {}
+void os_unlock_machine() {}
 int os_open(const char *path, int) {
     bool is_bus = strncmp(path, "/dev/i2c-", 9) == 0;
     bool is_bmc = strcmp(path, "/dev/ipmi0") == 0 && free_bmc;

@@ -31,6 +31,13 @@ int os_outl(uint16_t port, uint32_t value);
 void os_hold_signals();
 void os_release_signals();
 
+// Copies of the program that run at once take turns: between these two no other one touches the machine. They
+// nest. Another copy's turn is waited for; a signal ends the program meanwhile. Held for the start-up, one
+// reading, one clear, one save, and never while a person, a reader of what is printed or a mail is waited
+// for.
+void os_lock_machine();
+void os_unlock_machine();
+
 // Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared,
 // nullptr on failure; os_wait_readable returns what select returned, with `*readable` telling whether the
 // descriptor was marked.

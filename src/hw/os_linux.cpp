@@ -7,6 +7,8 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <iterator>
+#include <sys/file.h>
 #include <sys/io.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -105,6 +107,7 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
+static constexpr int ENDING[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 static int holds;
 static sigset_t mask_before;
 
@@ -113,7 +116,7 @@ void os_hold_signals() {
         return;
     sigset_t ending;
     sigemptyset(&ending);
-    for (int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM})
+    for (int signal : ENDING)
         sigaddset(&ending, signal);
     sigprocmask(SIG_BLOCK, &ending, &mask_before);
 }
@@ -121,6 +124,120 @@ void os_hold_signals() {
 void os_release_signals() {
     if (--holds == 0)
         sigprocmask(SIG_SETMASK, &mask_before, nullptr);
+}
+
+// ---- Turns: a lock on a file, which the kernel gives back when its holder ends, however it ends
+
+#ifndef KESTREL_LOCK_DIRECTORY // the tests have one of their own
+#define KESTREL_LOCK_DIRECTORY "/run/kestrel"
+#endif
+static const char LOCK_FILE[] = KESTREL_LOCK_DIRECTORY "/lock";
+
+static int lock_depth;
+static int lock_fd = -1;
+static sigset_t mask_before_lock;
+
+// For root alone: whoever can open the file can lock it, and could keep us waiting for ever.
+static int open_lock_file() { return open(LOCK_FILE, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600); }
+
+static int open_lock() {
+    int fd = open_lock_file();
+    if (fd >= 0 || errno != ENOENT)
+        return fd;
+    if (mkdir(KESTREL_LOCK_DIRECTORY, 0755) != 0 && errno != EEXIST)
+        return -1;
+    return open_lock_file();
+}
+
+// Soon told of: an administrator who waits must know for what.
+static int wait_for_lock(int fd) {
+    constexpr unsigned PATIENCE_MS = 3000;
+    constexpr unsigned STEP_MS = 10;
+    for (unsigned waited_ms = 0; waited_ms < PATIENCE_MS; waited_ms += STEP_MS) {
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0)
+            return 0;
+        if (errno != EWOULDBLOCK)
+            return -1;
+        os_usleep(STEP_MS * 1000);
+    }
+    fprintf(stderr, "Warning: Another copy of this program uses the machine; it is waited for.\n");
+    int result;
+    do
+        result = flock(fd, LOCK_EX);
+    while (result != 0 && errno == EINTR);
+    return result;
+}
+
+// The window has handlers for signals, to which its main loop answers. While it waits here there is no loop,
+// and nothing is half done: they end it at once.
+static int wait_without_handlers(int fd) {
+    struct sigaction before[std::size(ENDING)];
+    for (size_t i = 0; i < std::size(ENDING); i++) {
+        sigaction(ENDING[i], nullptr, &before[i]);
+        if (before[i].sa_handler != SIG_IGN)
+            signal(ENDING[i], SIG_DFL);
+    }
+    int result = wait_for_lock(fd);
+    for (size_t i = 0; i < std::size(ENDING); i++)
+        sigaction(ENDING[i], &before[i], nullptr);
+    return result;
+}
+
+// False for a file that was removed while it was waited for: the others will lock the one that takes its
+// place.
+static bool has_a_name(int fd) {
+    struct stat status;
+    return fstat(fd, &status) != 0 || status.st_nlink > 0;
+}
+
+// The descriptor that holds the lock, -1 when there is none to be had.
+static int take_lock() {
+    for (;;) {
+        int fd = open_lock();
+        if (fd < 0)
+            return -1;
+        bool taken = flock(fd, LOCK_EX | LOCK_NB) == 0 || wait_without_handlers(fd) == 0;
+        if (taken && has_a_name(fd))
+            return fd;
+        int error = errno;
+        close(fd);
+        errno = error;
+        if (!taken)
+            return -1;
+    }
+}
+
+static void warn_once() {
+    static bool warned;
+    if (!warned)
+        fprintf(stderr, "Warning: %s: %s; another copy of this program would not be noticed.\n", LOCK_FILE,
+                strerror(errno));
+    warned = true;
+}
+
+// Stopped by Ctrl-Z with the lock in its hand it would keep the others waiting: that takes effect behind it.
+static void hold_stop() {
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    sigprocmask(SIG_BLOCK, &stop, &mask_before_lock);
+}
+
+void os_lock_machine() {
+    if (lock_depth++ > 0)
+        return;
+    lock_fd = take_lock();
+    if (lock_fd < 0)
+        warn_once();
+    hold_stop();
+}
+
+void os_unlock_machine() {
+    if (--lock_depth > 0)
+        return;
+    if (lock_fd >= 0)
+        close(lock_fd);
+    sigprocmask(SIG_SETMASK, &mask_before_lock, nullptr);
 }
 
 int os_open(const char *path, int flags) { return open(path, flags | O_CLOEXEC); }

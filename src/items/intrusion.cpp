@@ -263,19 +263,10 @@ static int reread_switch(const system_settings *system, const item_record *item,
     return result;
 }
 
-int reset_Intrusion(const system_settings *system, const item_record *items, int32_t item_count,
-                    const parameter_record *parameters, int32_t parameter_count, item_record *item) {
-    if (item == nullptr)
-        return FAILED;
-    const parameter_record *record = find_first_parameter(parameters, parameter_count, item->ParaIndex2);
-    if (record == nullptr) {
-        fprintf(stderr, "Error: \"%s\" is not defined.\n", item->Name);
-        return FAILED;
-    }
-    if (item->Cat != CAT_SWITCH || record->BitMask == 0) {
-        fprintf(stderr, "Warning: To reset \"%s\" is not allowed.\n", item->Name);
-        return FAILED;
-    }
+// A latch that is not set counts as cleared.
+static int clear_and_reread(const system_settings *system, const item_record *items, int32_t item_count,
+                            const parameter_record *parameters, int32_t parameter_count, item_record *item,
+                            const parameter_record *record) {
     int64_t state = 0;
     int result = 0;
     bool is_clear =
@@ -289,4 +280,23 @@ int reset_Intrusion(const system_settings *system, const item_record *items, int
     }
     printf("Done.\n");
     return reread_switch(system, item, result);
+}
+
+int reset_Intrusion(const system_settings *system, const item_record *items, int32_t item_count,
+                    const parameter_record *parameters, int32_t parameter_count, item_record *item) {
+    if (item == nullptr)
+        return FAILED;
+    const parameter_record *record = find_first_parameter(parameters, parameter_count, item->ParaIndex2);
+    if (record == nullptr) {
+        fprintf(stderr, "Error: \"%s\" is not defined.\n", item->Name);
+        return FAILED;
+    }
+    if (item->Cat != CAT_SWITCH || record->BitMask == 0) {
+        fprintf(stderr, "Warning: To reset \"%s\" is not allowed.\n", item->Name);
+        return FAILED;
+    }
+    os_lock_machine();
+    int result = clear_and_reread(system, items, item_count, parameters, parameter_count, item, record);
+    os_unlock_machine();
+    return result;
 }

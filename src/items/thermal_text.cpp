@@ -358,5 +358,8 @@ int getThermalText(const system_settings *system, const item_record *item, char 
     const chip *row = chip_of(item->ChipCode);
     if (item->Cat != CAT_TEMP || row->text == nullptr)
         return -1;
-    return row->text(system, item, text);
+    os_lock_machine();
+    int status = row->text(system, item, text);
+    os_unlock_machine();
+    return status;
 }

@@ -158,6 +158,8 @@ int os_iopl(int) { return 0; }
 int os_ioperm(uint16_t, unsigned, bool) { return 0; }
 void os_hold_signals() {}
 void os_release_signals() {}
+void os_lock_machine() {}
+void os_unlock_machine() {}
 
 int os_inb(uint16_t, uint8_t *value) {
     *value = next_byte();

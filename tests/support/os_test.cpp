@@ -32,6 +32,7 @@ std::function<pid_t()> on_fork;
 std::function<void(const char *)> on_exec;
 time_t now;
 int signal_holds;
+int machine_locks;
 uint32_t uid;
 
 static std::string log_text;
@@ -93,6 +94,7 @@ void reset() {
     now = 0;
     uid = 0;
     signal_holds = 0;
+    machine_locks = 0;
     log_text.clear();
     failures.clear();
     grant_all_ports(true);
@@ -253,6 +255,10 @@ int os_outl(uint16_t port, uint32_t value) {
 void os_hold_signals() { signal_holds++; }
 
 void os_release_signals() { signal_holds--; }
+
+void os_lock_machine() { machine_locks++; }
+
+void os_unlock_machine() { machine_locks--; }
 
 int os_open(const char *path, int flags) {
     int fd = fails("open") ? -1 : on_open(path, flags);

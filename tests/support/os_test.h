@@ -53,7 +53,8 @@ void log(const std::string &line); // for the test's own answers
 
 extern time_t now;
 extern uint32_t uid;
-extern int signal_holds; // holds of signals that were not released yet
+extern int signal_holds;  // holds of signals that were not released yet
+extern int machine_locks; // likewise of the machine's lock
 
 // A chip behind an index and a data port: registers by bank, 0x4E as the bank-select register.
 struct monitor {

@@ -192,6 +192,7 @@ static lines likely_errors(const std::string &call) {
         {"rename", {"EACCES", "ENOSPC"}},
         {"time", {}},
         {"unlink", {"EACCES"}},
+        {"unlock_machine", {}},
         {"waitpid", {"ECHILD"}},
     };
     for (const auto &kind : kinds)
