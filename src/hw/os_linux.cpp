@@ -149,22 +149,31 @@ static int open_lock() {
     return open_lock_file();
 }
 
-// Soon told of: an administrator who waits must know for what.
+// An administrator who waits must soon know for what.
+static void tell_of_waiting(int) {
+    static const char message[] =
+        "Warning: Another copy of this program uses the machine; it is waited for.\n";
+    if (write(STDERR_FILENO, message, sizeof message - 1) < 0)
+        return; // nobody can be told
+}
+
+// The kernel wakes us at each end of a turn; a look every so often would miss it, as the next one begins at
+// once.
 static int wait_for_lock(int fd) {
-    constexpr unsigned PATIENCE_MS = 3000;
-    constexpr unsigned STEP_MS = 10;
-    for (unsigned waited_ms = 0; waited_ms < PATIENCE_MS; waited_ms += STEP_MS) {
-        if (flock(fd, LOCK_EX | LOCK_NB) == 0)
-            return 0;
-        if (errno != EWOULDBLOCK)
-            return -1;
-        os_usleep(STEP_MS * 1000);
-    }
-    fprintf(stderr, "Warning: Another copy of this program uses the machine; it is waited for.\n");
+    constexpr unsigned PATIENCE_S = 3;
+    struct sigaction before;
+    struct sigaction telling = {};
+    telling.sa_handler = tell_of_waiting;
+    sigaction(SIGALRM, &telling, &before);
+    alarm(PATIENCE_S);
     int result;
     do
         result = flock(fd, LOCK_EX);
     while (result != 0 && errno == EINTR);
+    int error = errno;
+    alarm(0);
+    sigaction(SIGALRM, &before, nullptr);
+    errno = error;
     return result;
 }
 
