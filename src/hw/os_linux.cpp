@@ -30,17 +30,24 @@ static void open_standard_streams() {
 }
 
 static bool is_kept(const std::string &name) {
-    for (const char *kept :
-         {"DISPLAY", "XAUTHORITY", "HOME", "USER", "LOGNAME", "TERM", "LANG", "LANGUAGE", "TZ"})
+    for (const char *kept : {"DISPLAY", "XAUTHORITY", "TERM", "LANG", "LANGUAGE", "TZ"})
         if (name == kept)
             return true;
     return name.compare(0, 3, "LC_") == 0;
 }
 
+// The display's key lies in the home of whom the display belongs to.
+static void keep_display_key() {
+    const char *home = getenv("HOME");
+    if (getenv("XAUTHORITY") == nullptr && home != nullptr)
+        setenv("XAUTHORITY", (std::string(home) + "/.Xauthority").c_str(), 1);
+}
+
 // After a plain "su" root has an ordinary user's environment: a PATH without modprobe, or with somebody's own
-// programs in front, modules for the toolkit, functions and orders for bash. What runs as root is to be the
-// system's.
+// programs in front, modules for the toolkit, functions and orders for bash. A HOME that is kept (sudo -E)
+// has the toolkit's settings, which name what it loads. What runs as root is to be the system's.
 static void make_environment() {
+    keep_display_key();
     std::vector<std::pair<std::string, std::string>> kept;
     for (char **entry = environ; entry != nullptr && *entry != nullptr; entry++) {
         std::string name(*entry, strcspn(*entry, "="));
@@ -52,6 +59,9 @@ static void make_environment() {
     for (const auto &[name, value] : kept)
         setenv(name.c_str(), value.c_str(), 1);
     setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
+    setenv("HOME", "/root", 1);
+    setenv("USER", "root", 1);
+    setenv("LOGNAME", "root", 1);
 }
 
 void os_start(int *, char ***) {
@@ -224,12 +234,25 @@ static void warn_once() {
     warned = true;
 }
 
-// Stopped by Ctrl-Z with the lock in its hand it would keep the others waiting: that takes effect behind it.
+// Stopped with the lock in its hand it would keep the others waiting: by Ctrl-Z, which takes effect behind
+// it, or by a terminal that stops what writes in the background, which may write then.
 static void hold_stop() {
     sigset_t stop;
     sigemptyset(&stop);
     sigaddset(&stop, SIGTSTP);
+    sigaddset(&stop, SIGTTOU);
     sigprocmask(SIG_BLOCK, &stop, &mask_before_lock);
+}
+
+// Nor may it wait with the lock for whoever reads its complaints: they are written behind it.
+static void hold_complaints() {
+    static char buffer[1 << 16];
+    setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
+}
+
+static void release_complaints() {
+    fflush(stderr);
+    setvbuf(stderr, nullptr, _IONBF, 0);
 }
 
 void os_lock_machine() {
@@ -239,6 +262,7 @@ void os_lock_machine() {
     if (lock_fd < 0)
         warn_once();
     hold_stop();
+    hold_complaints();
 }
 
 void os_unlock_machine() {
@@ -247,6 +271,7 @@ void os_unlock_machine() {
     if (lock_fd >= 0)
         close(lock_fd);
     sigprocmask(SIG_SETMASK, &mask_before_lock, nullptr);
+    release_complaints();
 }
 
 int os_open(const char *path, int flags) { return open(path, flags | O_CLOEXEC); }

@@ -335,7 +335,7 @@ TEST(Start, LeavesOfTheEnvironmentWhatSaysWhoAndWhereTheUserIs) {
               "ENV=/x", "GTK_MODULES=/home/joe/module.so", "LD_LIBRARY_PATH=/home/joe", "IFS=/",
               "DISPLAYED=no", "LCX=no",
 
-              "DISPLAY=:7", "XAUTHORITY=/run/key", "HOME=/root", "USER=root", "LOGNAME=root", "TERM=linux",
+              "DISPLAY=:7", "XAUTHORITY=/run/key", "HOME=/home/joe", "USER=joe", "LOGNAME=joe", "TERM=linux",
               "LANG=C.UTF-8", "LANGUAGE=en", "LC_TIME=C", "TZ=UTC"})
             putenv(const_cast<char *>(entry));
         os_start(nullptr, nullptr);
@@ -348,6 +348,20 @@ TEST(Start, LeavesOfTheEnvironmentWhatSaysWhoAndWhereTheUserIs) {
               "DISPLAY=:7\nHOME=/root\nLANG=C.UTF-8\nLANGUAGE=en\nLC_TIME=C\nLOGNAME=root\n"
               "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\nTERM=linux\nTZ=UTC\n"
               "USER=root\nXAUTHORITY=/run/key\n");
+}
+
+// It is that of whom the display belongs to, though HOME becomes root's.
+TEST(Start, FindsTheDisplaysKeyInTheCallersHome) {
+    pid_t child = fork();
+    if (child == 0) {
+        clearenv();
+        putenv(const_cast<char *>("HOME=/home/joe"));
+        os_start(nullptr, nullptr);
+        _exit(strcmp(getenv("XAUTHORITY"), "/home/joe/.Xauthority") == 0 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 // ---- Ports. No permission is asked for here: whatever machine runs this keeps its ports.

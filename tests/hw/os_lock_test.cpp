@@ -34,7 +34,7 @@ struct copy {
     std::string errors; // file
 };
 
-constexpr char TAKE = 'T', GIVE_BACK = 'G', END = 'E';
+constexpr char TAKE = 'T', GIVE_BACK = 'G', COMPLAIN = 'C', END = 'E';
 
 static volatile sig_atomic_t handled;
 
@@ -58,6 +58,8 @@ static void prepare_signals() {
             os_lock_machine();
         if (order == GIVE_BACK)
             os_unlock_machine();
+        if (order == COMPLAIN)
+            fprintf(stderr, "Error: something\n");
         char answer = handled != 0 ? 'h' : order;
         if (write(answers, &answer, 1) != 1)
             break;
@@ -232,12 +234,13 @@ TEST(Turns, BehindTheWaitTheHandlersAreBack) {
     end(second);
 }
 
-// Ctrl-Z at a bad moment: it stops when the lock is given back, and the other one gets it.
-TEST(Turns, NobodyStopsWithTheLock) {
+// By Ctrl-Z, or as what writes in the background, at a bad moment: it stops when the lock is given back, and
+// the other one gets it.
+static void stop_with_the_lock(int signal) {
     begin();
     copy first = start_copy(), second = start_copy();
     expect_done(first, TAKE);
-    kill(first.child, SIGTSTP);
+    kill(first.child, signal);
     expect_done(first, TAKE); // it runs
     expect_done(first, GIVE_BACK);
     order(first, GIVE_BACK);
@@ -250,6 +253,27 @@ TEST(Turns, NobodyStopsWithTheLock) {
     EXPECT_EQ(answer(first), GIVE_BACK);
     end(first);
     end(second);
+}
+
+TEST(Turns, NobodyStopsWithTheLock) {
+    for (int signal : {SIGTSTP, SIGTTOU})
+        stop_with_the_lock(signal);
+}
+
+// Whoever reads the complaints may be slow.
+TEST(Turns, ComplaintsAreWrittenBehindTheTurn) {
+    begin();
+    copy only = start_copy();
+    expect_done(only, TAKE);
+    expect_done(only, TAKE);
+    expect_done(only, COMPLAIN);
+    expect_done(only, GIVE_BACK);
+    EXPECT_EQ(file_contents(only.errors), "");
+    expect_done(only, GIVE_BACK);
+    EXPECT_EQ(file_contents(only.errors), "Error: something\n");
+    expect_done(only, COMPLAIN);
+    EXPECT_EQ(file_contents(only.errors), "Error: something\nError: something\n");
+    end(only);
 }
 
 // ---- The file
