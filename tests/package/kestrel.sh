@@ -14,6 +14,11 @@ check "the service is not enabled" same "$(find /etc/systemd -name 'kestrel*')" 
 for page in man8/kestrel.8 man5/Kestrel.ini.5 man5/AllKestrel.ini.5; do
   check "$page is there" test -s "/usr/share/man/$page.gz"
 done
+links() { grep -oh '](\([a-z-]*\.md\)' /usr/share/doc/kestrel/*.md | cut -c 3- | sort -u; }
+for name in $(links); do
+  check "the document $name, which others name" test -s "/usr/share/doc/kestrel/$name"
+done
+check "documents name each other" test "$(links | wc -l)" -ge 5
 check "the version" same "$(kestrel -v | tail -n 1)" "kestrel version 2.87(120421)"
 check "another user gets the options" same "$(as_user kestrel -h | sed -n 3p)" "Usage:"
 check "another user gets nothing more" same "$(as_user kestrel -t 2>&1 | tail -n 1; echo "${PIPESTATUS[0]}")" \
