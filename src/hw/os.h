@@ -33,8 +33,8 @@ void os_release_signals();
 
 // Copies of the program that run at once take turns: between these two no other one touches the machine. They
 // nest. Another copy's turn is waited for; a signal ends the program meanwhile. Held for the start-up, one
-// reading, one clear, one save, and never while a person, a reader of the report or a mail is waited for. What
-// is printed to standard error in between is written at the last release.
+// reading, one clear, one save, and never while a person, a reader of the report or a mail is waited for.
+// What is printed to standard error in between is written at the last release.
 void os_lock_machine();
 void os_unlock_machine();
 
