@@ -117,43 +117,9 @@ is "-r by a pulse: the clear register" 0x01 "$(byte_of 0x50 0x00)" # bit 4 set, 
 
 # ---- A monitor behind an index and a data port: the clock's memory, registers 0x70 and 0x71
 
-port_out() { printf "\\x$2" | dd of=/dev/port bs=1 seek=$((0x$1)) conv=notrunc 2>/dev/null; }
-
-port_in() { dd if=/dev/port bs=1 skip=$((0x$1)) count=1 2>/dev/null | hexdump -e '"%02x"'; }
-
-clock_register() {
-  port_out 70 "$1"
-  port_in 71
-}
-
-while read -r register value; do
-  port_out 70 "$register"
-  port_out 71 "$value"
-done <<REGISTERS
-4e 80
-30 07
-31 10
-3a 3e
-3b 10
-22 ce
-2f d9
-38 c4
-50 28
-55 50
-42 10
-46 01
-REGISTERS
+fill_clock
 cp /tests/ports.ini /etc/Kestrel.ini
-cat >/tmp/ports <<REPORT
-$(printf "$banner")
-Monitored Item            High Limit  Low Limit     Status 
-----------------------------------------------------------------------
-Fan 1                                       675       5625           
-+3.3V                           3.47       3.14       3.30           
-System Temperature            80/176                40/104           
-Chassis Intrusion                                      Bad   Warning!
---------------------------------------------- (the time)
-REPORT
+ports_report >/tmp/ports
 run kestrel -t
 reports "a monitor behind ports" /tmp/ports
 is "a monitor behind ports: the bank is put back" 80 "$(clock_register 4e)"

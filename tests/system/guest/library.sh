@@ -99,3 +99,46 @@ fill() {
     i2cset -y 0 "$slave" "$register" "$value" b || failed "writing $register of slave $slave"
   done </tmp/registers-to-fill
 }
+
+# A monitor behind an index and a data port: the clock's memory, registers 0x70 and 0x71. tests/ports.ini is its configuration.
+port_out() { printf "\\x$2" | dd of=/dev/port bs=1 seek=$((0x$1)) conv=notrunc 2>/dev/null; }
+
+port_in() { dd if=/dev/port bs=1 skip=$((0x$1)) count=1 2>/dev/null | hexdump -e '"%02x"'; }
+
+clock_register() {
+  port_out 70 "$1"
+  port_in 71
+}
+
+fill_clock() {
+  while read -r register value; do
+    port_out 70 "$register"
+    port_out 71 "$value"
+  done <<REGISTERS
+4e 80
+30 07
+31 10
+3a 3e
+3b 10
+22 ce
+2f d9
+38 c4
+50 28
+55 50
+42 10
+46 01
+REGISTERS
+}
+
+ports_report() {
+  cat <<REPORT
+$(printf "$banner")
+Monitored Item            High Limit  Low Limit     Status 
+----------------------------------------------------------------------
+Fan 1                                       675       5625           
++3.3V                           3.47       3.14       3.30           
+System Temperature            80/176                40/104           
+Chassis Intrusion                                      Bad   Warning!
+--------------------------------------------- (the time)
+REPORT
+}
