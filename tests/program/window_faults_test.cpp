@@ -396,7 +396,7 @@ TEST(WindowFaults, AModuleThatIsBrokenIsSaid) {
     std::filesystem::create_directories(directory + "/lib/kestrel");
     std::filesystem::copy(KESTREL_VIRTUAL, directory + "/bin/kestrel-virtual");
     std::ofstream(module) << std::string(100, 'x');
-    run_result result = run({directory + "/bin/kestrel-virtual", "w83627hf"});
+    run_result result = run({directory + "/bin/kestrel-virtual", BOARDS "/lively"});
     EXPECT_EQ(result.status, 255);
     EXPECT_EQ(result.out, BANNER);
     EXPECT_EQ(result.err, "Error: The graphical mode cannot be started: " + module +
