@@ -66,7 +66,9 @@ done
 mv "$scratch/usr" "$scratch/moved"
 check "it runs where it stands" "$(cat "$source/virtualboard/boards/first-start/expect/report.txt")" \
   "$("$scratch/moved/local/bin/kestrel-virtual" --clock "2026-01-05 10:00:00" first-start -t)"
-check "nothing in it names the tree" "" "$(grep -rl -e "$source" "$scratch/moved" || true)"
+if grep -q '^CMAKE_BUILD_TYPE:STRING=Release$' "$build/CMakeCache.txt"; then # others name sources for who debugs them
+  check "nothing in it names the tree" "" "$(grep -rl -e "$source" "$scratch/moved" || true)"
+fi
 mv "$scratch/moved" "$scratch/usr"
 
 echo ";; the administrator's" >>"$scratch/etc/OldRevMB.ini"
