@@ -5,14 +5,8 @@ set -euo pipefail
 desktop=$1/data/desktop
 scratch=$(mktemp -d "$2/desktop_test.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
-failures=0
-
-# check WHAT EXPECTED GOT
-check() {
-  [ "$2" != "$3" ] || return 0
-  printf 'FAILED: %s\nexpected:\n%s\ngot:\n%s\n' "$1" "$2" "$3"
-  failures=$((failures + 1))
-}
+# shellcheck source=tests/support/check.sh
+. "$(dirname "$0")/../support/check.sh"
 
 # silent WHAT COMMAND...: it succeeds and has nothing to say.
 silent() {

@@ -8,15 +8,9 @@ boards=$(cd "$1/virtualboard/boards" && pwd)
 build=$(cd "$2" && pwd)
 scratch=$(mktemp -d "$build/completion_test.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
+# shellcheck source=tests/support/check.sh
+. "$(dirname "$0")/../support/check.sh"
 cd "$scratch"
-failures=0
-
-# check WHAT EXPECTED GOT
-check() {
-  [ "$2" != "$3" ] || return 0
-  printf 'FAILED: %s\nexpected:\n%s\ngot:\n%s\n' "$1" "$2" "$3"
-  failures=$((failures + 1))
-}
 
 # clean_bash COMMANDS WORD...: the last WORD is the one behind which the tab key was pressed.
 clean_bash() {

@@ -111,6 +111,19 @@ static void wait_for_message(const copy &copy) {
 // It was told to take the lock, and has not got it.
 static void expect_waits(const copy &copy) { EXPECT_EQ(answer(copy, 200), '-'); }
 
+// The second one waits for the first one's turn to end.
+static void make_wait(const copy &first, const copy &second) {
+    expect_done(first, TAKE);
+    order(second, TAKE);
+    expect_waits(second);
+}
+
+static void hand_over(const copy &first, const copy &second) {
+    make_wait(first, second);
+    expect_done(first, GIVE_BACK);
+    EXPECT_EQ(answer(second), TAKE);
+}
+
 // How it ends, which it must within half a minute.
 static int status_of(const copy &copy) {
     close(copy.orders);
@@ -142,11 +155,7 @@ static int killed(const copy &copy, int signal) {
 TEST(Turns, TheSecondOneWaitsForTheFirst) {
     begin();
     copy first = start_copy(), second = start_copy();
-    expect_done(first, TAKE);
-    order(second, TAKE);
-    expect_waits(second);
-    expect_done(first, GIVE_BACK);
-    EXPECT_EQ(answer(second), TAKE);
+    hand_over(first, second);
     order(first, TAKE);
     expect_waits(first);
     expect_done(second, GIVE_BACK);
@@ -173,9 +182,7 @@ TEST(Turns, TheLastReleaseOfSeveralCounts) {
 TEST(Turns, AHolderThatIsKilledKeepsNobodyWaiting) {
     begin();
     copy first = start_copy(), second = start_copy();
-    expect_done(first, TAKE);
-    order(second, TAKE);
-    expect_waits(second);
+    make_wait(first, second);
     EXPECT_TRUE(WIFSIGNALED(killed(first, SIGKILL)));
     EXPECT_EQ(answer(second), TAKE);
     end(second);
@@ -205,9 +212,7 @@ TEST(Turns, ASignalEndsTheOneThatWaits) {
     for (bool told : {false, true}) {
         begin();
         copy first = start_copy(), second = start_copy();
-        expect_done(first, TAKE);
-        order(second, TAKE);
-        expect_waits(second);
+        make_wait(first, second);
         if (told)
             wait_for_message(second);
         kill(second.child, SIGHUP); // ignored: it goes on waiting
@@ -222,11 +227,7 @@ TEST(Turns, ASignalEndsTheOneThatWaits) {
 TEST(Turns, BehindTheWaitTheHandlersAreBack) {
     begin();
     copy first = start_copy(), second = start_copy();
-    expect_done(first, TAKE);
-    order(second, TAKE);
-    expect_waits(second);
-    expect_done(first, GIVE_BACK);
-    EXPECT_EQ(answer(second), TAKE);
+    hand_over(first, second);
     kill(second.child, SIGTERM);
     order(second, GIVE_BACK);
     EXPECT_EQ(answer(second), 'h');
@@ -327,9 +328,7 @@ TEST(TurnsFile, NothingIsOpenBetweenTwoTurns) {
 TEST(TurnsFile, OneThatIsRemovedIsMadeAnew) {
     begin();
     copy first = start_copy(), second = start_copy(), third = start_copy();
-    expect_done(first, TAKE);
-    order(second, TAKE);
-    expect_waits(second);
+    make_wait(first, second);
     std::filesystem::remove_all(DIRECTORY);
     expect_done(first, GIVE_BACK);
     EXPECT_EQ(answer(second), TAKE);

@@ -6,15 +6,9 @@ source=$1
 build=$2
 scratch=$(mktemp -d "$build/install_test.XXXXXX")
 trap 'rm -rf "$scratch"' EXIT
-failures=0
+# shellcheck source=tests/support/check.sh
+. "$(dirname "$0")/../support/check.sh"
 
-# check WHAT EXPECTED GOT
-check() {
-  [ "$2" != "$3" ] || return 0
-  printf 'FAILED: %s\n' "$1"
-  diff <(echo "$2") <(echo "$3") || true
-  failures=$((failures + 1))
-}
 install() { DESTDIR=$scratch cmake --install "$build" "$@" >"$scratch/log"; }
 
 # Beside the boards and what they share, which are as in the tree.
