@@ -33,10 +33,8 @@ int os_inl(uint16_t, uint32_t *value) {
     return 0;
 }
 int os_outl(uint16_t, uint32_t) { return 0; }
-void os_hold_signals() {}
-void os_release_signals() {}
-void os_lock_machine() {}
-void os_unlock_machine() {}
+void os_begin_turn() {}
+void os_end_turn() {}
 int os_open(const char *path, int) {
     bool is_bus = strncmp(path, "/dev/i2c-", 9) == 0;
     bool is_bmc = strcmp(path, "/dev/ipmi0") == 0 && free_bmc;
@@ -71,6 +69,7 @@ FILE *os_create_private(const char *, mode_t) { return nullptr; }
 int os_fchmod(FILE *, mode_t) { return not_here(); }
 int os_fsync(FILE *) { return not_here(); }
 int os_fclose(FILE *stream) { return fclose(stream); }
+bool os_is_writable(FILE *) { return true; }
 bool os_exists(const char *) { return false; }
 int os_mode(const char *, mode_t *) { return not_here(); }
 int os_link(const char *, const char *) { return not_here(); }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -262,21 +263,17 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
-void os_hold_signals() {
-    count_call("hold_signals");
+// A run has a board of its own: there is nobody to take turns with.
+void os_begin_turn() {
+    count_call("begin_turn");
     hold_signals();
 }
 
-void os_release_signals() {
-    count_call("release_signals");
+void os_end_turn() {
+    count_call("end_turn");
     release_signals();
     end_if_signalled();
 }
-
-// A run has a board of its own; the calls are counted so that a test can see when they are made.
-void os_lock_machine() { count_call("lock_machine"); }
-
-void os_unlock_machine() { count_call("unlock_machine"); }
 
 // ---- Devices and files
 
@@ -415,6 +412,12 @@ int os_fsync(FILE *stream) {
 }
 
 int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
+
+// As the real door does it.
+bool os_is_writable(FILE *stream) {
+    pollfd out = {fileno(stream), POLLOUT, 0};
+    return poll(&out, 1, 0) == 1;
+}
 
 bool os_exists(const char *path) {
     if (call_fails("exists %s", path))

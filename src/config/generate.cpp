@@ -8,6 +8,7 @@
 #include "config/ini_replace.h"
 #include "config/revision_rules.h"
 #include "hw/chip_codes.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/pci.h"
 #include "hw/smbus.h"
@@ -69,29 +70,33 @@ static bool copy_section(FILE *master, FILE *out) {
     return copying;
 }
 
-static uint32_t not_in_master() {
-    fprintf(stderr, "Error: The initial file for this motherboard is not found!\n");
-    return FAILED;
-}
+enum generation { GENERATED, FOUND_MADE, NOT_IN_MASTER, NOT_CREATED };
 
-static uint32_t not_created() {
-    fprintf(stderr, "Error: Cannot create the file '%s'.\n", KESTREL_INI);
-    return FAILED;
-}
-
-// A file that is there all the same could not be opened for the moment, or is no file: it is somebody's work.
-static uint32_t write_configuration(FILE *master) {
+// Of two copies that start at once one makes the file and the other finds it. A file that is there and still
+// cannot be opened is somebody's work, or not a file.
+static generation write_configuration(FILE *master) {
     constexpr mode_t FOR_ALL_TO_READ = 0644; // as the master files are
+    machine_turn whole;
     if (os_exists(KESTREL_INI))
-        return not_created();
+        return existFile(KESTREL_INI) == 0 ? FOUND_MADE : NOT_CREATED;
     FILE *out = open_new_ini(FOR_ALL_TO_READ);
     if (out == nullptr)
-        return not_created();
+        return NOT_CREATED;
     bool found = copy_section(master, out);
     bool written = close_new_ini(out, found && ferror(master) == 0);
     if (!found)
-        return not_in_master();
-    return written ? 0 : not_created();
+        return NOT_IN_MASTER;
+    return written ? GENERATED : NOT_CREATED;
+}
+
+static uint32_t status_of(generation result) {
+    if (result == NOT_IN_MASTER)
+        fprintf(stderr, "Error: The initial file for this motherboard is not found!\n");
+    if (result == NOT_CREATED)
+        fprintf(stderr, "Error: Cannot create the file '%s'.\n", KESTREL_INI);
+    if (result == FOUND_MADE)
+        return INI_FOUND_MADE;
+    return result == GENERATED ? 0 : FAILED;
 }
 
 uint32_t produce_kestrel_ini(const char *product, const char *version) {
@@ -101,9 +106,9 @@ uint32_t produce_kestrel_ini(const char *product, const char *version) {
         fprintf(stderr, "Error: Cannot find the file '%s'. \n", path);
         return FAILED;
     }
-    uint32_t result = find_board(master, product) ? write_configuration(master) : not_in_master();
+    uint32_t status = status_of(find_board(master, product) ? write_configuration(master) : NOT_IN_MASTER);
     os_fclose(master);
-    return result;
+    return status;
 }
 
 // ---- The R2M family

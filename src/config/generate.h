@@ -11,6 +11,9 @@ uint32_t existFile(const char *path);
 
 // Generates the configuration of the board: 0 on success, else non-zero after a message on standard error; no
 // half file is left then. A file that is there is never written over: this is for a start that found none.
+// One that another copy of the program made in the meantime is as good; then, without a message,
+// INI_FOUND_MADE.
+constexpr uint32_t INI_FOUND_MADE = 1;
 uint32_t produce_kestrel_ini(const char *product, const char *version);
 
 // Adjusts the CPU temperature names of the R2M family to how its chip is set up, in memory only.

@@ -7,6 +7,7 @@
 
 #include "config/ini_lines.h"
 #include "config/ini_replace.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/text.h"
 
@@ -202,6 +203,7 @@ static FILE *open_new_ini_like_old() {
 }
 
 static ini_write_result rewrite_file(const rewrite *what) {
+    machine_turn whole; // another copy may save, too
     if (!set_aside(what))
         return {INI_NOT_OPENED, KESTREL_INI_OLD};
     FILE *in = os_fopen(KESTREL_INI_OLD, "r");

@@ -55,9 +55,10 @@ static bool make_sure_of_configuration() {
         die("Warn: This is not Brigantine's motherboard!\n");
     if (board.product[0] == '\0')
         die("Warn: There is no Product name!\n");
-    if (produce_kestrel_ini(board.product, board.version) != 0)
+    uint32_t status = produce_kestrel_ini(board.product, board.version);
+    if (status != 0 && status != INI_FOUND_MADE)
         die("Error: Cannot create the initial file for Kestrel!\n");
-    return true;
+    return status == 0;
 }
 
 static void load_configuration() {
@@ -91,14 +92,12 @@ static void revise_board_family() {
 
 static void build_displays(bool generated) {
     const kestrel_context *k = myspKestrel;
-    os_lock_machine();
     allItemDisps = createItemDisps(k->system, k->items, k->item_count, k->parameters, k->parameter_count);
     if (allItemDisps == nullptr)
         die("Error: out of memory.\n");
     if (generated)
         detect_and_hide_nonactivated_items(allItemDisps, k->system, k->items, k->item_count, k->parameters,
                                            k->parameter_count);
-    os_unlock_machine();
 }
 
 static int run_reports(unsigned period_s) {
@@ -143,7 +142,6 @@ static int run_reset(const char *name) {
 }
 
 static int run_window(int argc, char **argv, bool generated) {
-    os_unlock_machine(); // a display may let itself be waited for
     std::string cause;
     const graphical_part *part = load_graphical_part(&cause);
     if (part == nullptr)
@@ -160,7 +158,6 @@ int main(int argc, char **argv) {
     command_line line = parse_command_line(argc, argv);
     headline();
     refuse_other_users();
-    os_lock_machine(); // of two copies that start at once one makes the configuration, the other finds it
     bool generated = make_sure_of_configuration();
     load_configuration();
     find_smbus(generated);
@@ -170,6 +167,5 @@ int main(int argc, char **argv) {
     if (text == 0)
         return run_window(argc, argv, generated);
     build_displays(generated);
-    os_unlock_machine();
     return line.reset ? run_reset(line.reset_name) : run_reports(line.period_s);
 }

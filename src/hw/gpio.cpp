@@ -8,22 +8,13 @@
 #include <initializer_list>
 
 #include "hw/chip_codes.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/pci.h"
 #include "hw/port_grants.h"
 #include "hw/superio.h"
 
 // ---- Super I/O
-
-static int read_in_configuration(uint32_t logical_device, uint32_t reg, uint8_t *value) {
-    if (superio_enter() != 0)
-        return -1;
-    int status = superio_select(static_cast<uint8_t>(logical_device));
-    if (status == 0)
-        status = superio_read(static_cast<uint8_t>(reg), value);
-    superio_leave();
-    return status;
-}
 
 // High and low byte of the I/O base of chip code 5, read once; 0, 0: not read yet.
 static uint32_t ChipCode5BaseAddr[2];
@@ -32,6 +23,7 @@ static uint32_t ChipCode5BaseAddr[2];
 static int find_chip_5_base(uint32_t logical_device) {
     uint8_t high;
     uint8_t low;
+    machine_turn whole;
     if (superio_select(static_cast<uint8_t>(logical_device)) != 0)
         return -1;
     if (superio_read(0x60, &high) != 0 || superio_read(0x61, &low) != 0)
@@ -60,7 +52,7 @@ int ReadSuperGPIO(uint32_t chip_code, uint32_t logical_device, uint32_t reg, uin
     uint8_t byte = 0;
     int status;
     if (chip_code == CHIP_GPIO_4)
-        status = read_in_configuration(logical_device, reg, &byte);
+        status = superio_read_device(static_cast<uint8_t>(logical_device), static_cast<uint8_t>(reg), &byte);
     else if (chip_code == CHIP_GPIO_5)
         status = read_at_chip_5_base(logical_device, reg, &byte);
     else
@@ -79,6 +71,7 @@ int ReadSBGPIO(uint32_t chip_code, uint32_t, uint32_t reg, uint32_t *value) {
     if (chip_code != CHIP_GPIO_11)
         return unknown_chip(chip_code);
     uint8_t byte;
+    machine_turn whole;
     if (os_outb(INDEX, static_cast<uint8_t>(reg)) != 0 || os_inb(DATA, &byte) != 0)
         return -1;
     *value = byte;
@@ -182,6 +175,7 @@ uint32_t getIpmiBiosPostCmplGpioState(uint32_t base, int32_t number) {
 uint32_t setIpmiBiosPostCmplGpioState(uint32_t base, int32_t number, uint32_t level) {
     os_iopl(3);
     uint32_t dword;
+    machine_turn whole;
     if (!is_port(base, level_register(number) + LAST_OF_DWORD))
         return 0;
     uint16_t port = static_cast<uint16_t>(base + level_register(number));

@@ -2,12 +2,12 @@
 #include "hw/ipmi_transport.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/ipmi.h>
 #include <sys/ioctl.h>
 
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 
 // The numbers of the published interface, which the kernel's header must give.
@@ -38,13 +38,13 @@ static int fill_address(ipmi_addr *address, int type, int channel, int slave, in
         memcpy(address, &bus, sizeof bus);
         return 0;
     }
-    fprintf(stderr, "Error: wrong address type.\n");
+    complain("Error: wrong address type.\n");
     return -1;
 }
 
 static int failed_ioctl() {
     int error = errno;
-    fprintf(stderr, "Error: ioctl(), errno=%d\n", error);
+    complain("Error: ioctl(), errno=%d\n", error);
     return error;
 }
 
@@ -75,7 +75,7 @@ int Ipmip_449000(int fd, int address_type, int channel, int slave, int lun, size
     int count = os_wait_readable(fd, &readable);
     if (count < 0) {
         int error = errno;
-        fprintf(stderr, "Error: select(), errno=%d\n", error);
+        complain("Error: select(), errno=%d\n", error);
         return error;
     }
     if (!readable)

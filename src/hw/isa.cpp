@@ -1,6 +1,7 @@
 #include "hw/isa.h"
 
 #include "hw/ipmi.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/port_grants.h"
 
@@ -61,7 +62,7 @@ static int write_byte(isa_ports ports, uint8_t reg, uint32_t *value) {
     return write_register(ports, reg, static_cast<uint8_t>(*value));
 }
 
-// One access in a bank. The bank goes back even after the access failed, and no signal comes in between.
+// One access in a bank. The bank goes back even after the access failed.
 static int in_bank(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg, uint32_t *value,
                    int (*access)(isa_ports ports, uint8_t reg, uint32_t *value)) {
     isa_ports ports;
@@ -70,12 +71,11 @@ static int in_bank(uint32_t index_port, uint32_t data_port, uint32_t bank, uint3
     uint8_t saved;
     uint32_t result = *value;
     int status = -1;
-    os_hold_signals();
+    machine_turn whole;
     if (select_bank(ports, bank, &saved) == 0) {
         status = access(ports, static_cast<uint8_t>(reg), &result);
         status |= write_register(ports, BANK_SELECT, saved);
     }
-    os_release_signals();
     if (status == 0)
         *value = result;
     return status;

@@ -25,22 +25,17 @@ int os_outb(uint16_t port, uint8_t value);
 int os_inl(uint16_t port, uint32_t *value);
 int os_outl(uint16_t port, uint32_t value);
 
-// Between these two the process is not ended by a signal from outside, so that a chip is never left in
-// another bank or in its configuration mode. They nest; a signal that came meanwhile takes effect at the last
-// release.
-void os_hold_signals();
-void os_release_signals();
-
-// Copies of the program that run at once take turns: between these two no other one touches the machine. They
-// nest. Another copy's turn is waited for; a signal ends the program meanwhile. Held for the start-up, one
-// reading, one clear, one save, and never while a person, a reader of the report or a mail is waited for.
-// What is printed to standard error in between is written at the last release.
-void os_lock_machine();
-void os_unlock_machine();
+// One turn at the machine; machine_turn.h alone calls these. Between them no signal from outside ends or
+// stops the process, so that a chip is never left in another bank or in its configuration mode, and no other
+// copy of the program has a turn. A signal that came meanwhile takes effect at the end. Another copy's turn
+// is waited for, half a minute at most; a signal ends the program meanwhile. They do not nest.
+void os_begin_turn();
+void os_end_turn();
 
 // Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared,
 // nullptr on failure; os_wait_readable returns what select returned, with `*readable` telling whether the
-// descriptor was marked.
+// descriptor was marked. It waits for ever, but not when a signal has come that ends the program: EINTR then,
+// if a second more brings nothing.
 int os_open(const char *path, int flags);
 int os_close(int fd);
 ssize_t os_read(int fd, void *buffer, size_t size);
@@ -54,6 +49,7 @@ int os_wait_readable(int fd, bool *readable);
 // whose failure means that what was written may not be on disk.
 FILE *os_fopen(const char *path, const char *mode);
 int os_fclose(FILE *stream);
+bool os_is_writable(FILE *stream); // whether a short text can be written without waiting for who reads it
 // A file of its own in a directory where others may write too: what lies at `path` is removed, a link never
 // followed, and the file made anew with exactly `mode`, open for writing; nullptr when that cannot be had.
 // os_fchmod changes the mode of an open file, after what was written to the stream so far is in it.

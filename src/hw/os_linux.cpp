@@ -1,25 +1,24 @@
-// The real machine. Each call is the system's own, as thin as it can be: this file is right by reading.
+// The real machine: the system's own calls, with as little as can be around them.
 #include "hw/os.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <iterator>
-#include <sys/file.h>
+#include <poll.h>
 #include <sys/io.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 #include <utility>
 
+#include "hw/held_signals.h"
 #include "hw/port_grants.h"
+#include "hw/turns.h"
 
 // A closed standard stream would hand its number to the first device that is opened, and then what is printed
 // would be written into that device.
@@ -67,6 +66,7 @@ static void make_environment() {
 void os_start(int *, char ***) {
     open_standard_streams();
     make_environment();
+    catch_signals();
 }
 
 int os_iopl(int level) {
@@ -117,161 +117,17 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
-static constexpr int ENDING[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-static int holds;
-static sigset_t mask_before;
+static bool has_turn;
 
-void os_hold_signals() {
-    if (holds++ > 0)
-        return;
-    sigset_t ending;
-    sigemptyset(&ending);
-    for (int signal : ENDING)
-        sigaddset(&ending, signal);
-    sigprocmask(SIG_BLOCK, &ending, &mask_before);
+void os_begin_turn() {
+    hold_signals(HOLD_SIGNALS);
+    has_turn = take_turn();
 }
 
-void os_release_signals() {
-    if (--holds == 0)
-        sigprocmask(SIG_SETMASK, &mask_before, nullptr);
-}
-
-// ---- Turns: a lock on a file, which the kernel gives back when its holder ends, however it ends
-
-#ifndef KESTREL_LOCK_DIRECTORY // the tests have one of their own
-#define KESTREL_LOCK_DIRECTORY "/run/kestrel"
-#endif
-static const char LOCK_FILE[] = KESTREL_LOCK_DIRECTORY "/lock";
-
-static int lock_depth;
-static int lock_fd = -1;
-static sigset_t mask_before_lock;
-
-// For root alone: whoever can open the file can lock it, and could keep us waiting for ever.
-static int open_lock_file() { return open(LOCK_FILE, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600); }
-
-static int open_lock() {
-    int fd = open_lock_file();
-    if (fd >= 0 || errno != ENOENT)
-        return fd;
-    if (mkdir(KESTREL_LOCK_DIRECTORY, 0755) != 0 && errno != EEXIST)
-        return -1;
-    return open_lock_file();
-}
-
-// An administrator who waits must soon know for what.
-static void tell_of_waiting(int) {
-    static const char message[] =
-        "Warning: Another copy of this program uses the machine; it is waited for.\n";
-    if (write(STDERR_FILENO, message, sizeof message - 1) < 0)
-        return; // nobody can be told
-}
-
-// The kernel wakes us at each end of a turn; a look every so often would miss it, as the next one begins at
-// once.
-static int wait_for_lock(int fd) {
-    constexpr unsigned PATIENCE_S = 3;
-    struct sigaction before;
-    struct sigaction telling = {};
-    telling.sa_handler = tell_of_waiting;
-    sigaction(SIGALRM, &telling, &before);
-    alarm(PATIENCE_S);
-    int result;
-    do
-        result = flock(fd, LOCK_EX);
-    while (result != 0 && errno == EINTR);
-    int error = errno;
-    alarm(0);
-    sigaction(SIGALRM, &before, nullptr);
-    errno = error;
-    return result;
-}
-
-// The window has handlers for signals, to which its main loop answers. While it waits here there is no loop,
-// and nothing is half done: they end it at once.
-static int wait_without_handlers(int fd) {
-    struct sigaction before[std::size(ENDING)];
-    for (size_t i = 0; i < std::size(ENDING); i++) {
-        sigaction(ENDING[i], nullptr, &before[i]);
-        if (before[i].sa_handler != SIG_IGN)
-            signal(ENDING[i], SIG_DFL);
-    }
-    int result = wait_for_lock(fd);
-    for (size_t i = 0; i < std::size(ENDING); i++)
-        sigaction(ENDING[i], &before[i], nullptr);
-    return result;
-}
-
-// False for a file that was removed while it was waited for: the others will lock the one that takes its
-// place.
-static bool has_a_name(int fd) {
-    struct stat status;
-    return fstat(fd, &status) != 0 || status.st_nlink > 0;
-}
-
-// The descriptor that holds the lock, -1 when there is none to be had.
-static int take_lock() {
-    for (;;) {
-        int fd = open_lock();
-        if (fd < 0)
-            return -1;
-        bool taken = flock(fd, LOCK_EX | LOCK_NB) == 0 || wait_without_handlers(fd) == 0;
-        if (taken && has_a_name(fd))
-            return fd;
-        int error = errno;
-        close(fd);
-        errno = error;
-        if (!taken)
-            return -1;
-    }
-}
-
-static void warn_once() {
-    static bool warned;
-    if (!warned)
-        fprintf(stderr, "Warning: %s: %s; another copy of this program would not be noticed.\n", LOCK_FILE,
-                strerror(errno));
-    warned = true;
-}
-
-// Stopped with the lock in its hand it would keep the others waiting: by Ctrl-Z, which takes effect behind
-// it, or by a terminal that stops what writes in the background, which may write then.
-static void hold_stop() {
-    sigset_t stop;
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGTSTP);
-    sigaddset(&stop, SIGTTOU);
-    sigprocmask(SIG_BLOCK, &stop, &mask_before_lock);
-}
-
-// Nor may it wait with the lock for whoever reads its complaints: they are written behind it.
-static void hold_complaints() {
-    static char buffer[1 << 16];
-    setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
-}
-
-static void release_complaints() {
-    fflush(stderr);
-    setvbuf(stderr, nullptr, _IONBF, 0);
-}
-
-void os_lock_machine() {
-    if (lock_depth++ > 0)
-        return;
-    lock_fd = take_lock();
-    if (lock_fd < 0)
-        warn_once();
-    hold_stop();
-    hold_complaints();
-}
-
-void os_unlock_machine() {
-    if (--lock_depth > 0)
-        return;
-    if (lock_fd >= 0)
-        close(lock_fd);
-    sigprocmask(SIG_SETMASK, &mask_before_lock, nullptr);
-    release_complaints();
+void os_end_turn() {
+    if (has_turn)
+        give_turn_back();
+    hold_signals(HOLD_NO_SIGNAL);
 }
 
 int os_open(const char *path, int flags) { return open(path, flags | O_CLOEXEC); }
@@ -289,25 +145,35 @@ void *os_map(int fd, int64_t offset, size_t size) {
 
 int os_unmap(void *address, size_t size) { return munmap(address, size); }
 
-int os_ioctl(int fd, unsigned long request, void *argument) { return ioctl(fd, request, argument); }
+int os_ioctl(int fd, unsigned long request, void *argument) {
+    signals_masked masked; // a transfer that a signal cuts short may be the one that puts a bank back
+    return ioctl(fd, request, argument);
+}
 
 int os_wait_readable(int fd, bool *readable) {
-    if (fd < 0 || fd >= FD_SETSIZE) {
+    constexpr int PATIENCE_MS = 1000; // a BMC answers in milliseconds, a busy one within a second
+    if (fd < 0) {                     // which poll would wait for
         errno = EBADF;
         return -1;
     }
-    fd_set descriptors;
-    FD_ZERO(&descriptors);
-    FD_SET(fd, &descriptors);
-    int count = select(fd + 1, &descriptors, nullptr, nullptr, nullptr);
-    if (count >= 0)
-        *readable = FD_ISSET(fd, &descriptors);
+    signal_hold before = hold_signals(HOLD_SIGNALS);
+    int count = wait_readable_unless_ended(fd, PATIENCE_MS);
+    int error = errno;
+    hold_signals(before);
+    errno = error;
+    if (count == 1)
+        *readable = true;
     return count;
 }
 
 FILE *os_fopen(const char *path, const char *mode) { return fopen(path, mode); }
 
 int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
+
+bool os_is_writable(FILE *stream) {
+    pollfd out = {fileno(stream), POLLOUT, 0};
+    return poll(&out, 1, 0) == 1;
+}
 
 // Gives up the file that was just made.
 static FILE *discard_file(const char *path, int fd) {

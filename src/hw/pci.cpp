@@ -1,5 +1,6 @@
 #include "hw/pci.h"
 
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 
 uint32_t SMB_BASE_IO_ADDR;
@@ -11,6 +12,7 @@ constexpr uint32_t IO_SPACE_FLAG = 1; // bit 0 of a base register
 
 uint32_t pci_config_dword(uint32_t address) {
     uint32_t dword = 0xFFFFFFFF;
+    machine_turn whole; // from the address to the data
     if (os_outl(CONFIG_ADDRESS, address) == 0)
         os_inl(CONFIG_DATA, &dword);
     return dword;

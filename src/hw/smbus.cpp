@@ -11,6 +11,7 @@
 #include "hw/chip_codes.h"
 #include "hw/i2c_adapters.h"
 #include "hw/ipmi.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/pci.h"
 
@@ -56,6 +57,7 @@ int openI2CDevice(uint32_t base) {
             return fd;
         }
     }
+    end_all_turns(); // nothing was begun without a device
     fprintf(stderr, "Error: Cannot find a proper I2C/SMBus device!\n");
     exit(-1);
 }
@@ -71,11 +73,12 @@ void clearSMBusLastTransaction(uint32_t base) {
 static int take_slave(int fd, unsigned long request, uint32_t slave) {
     if (os_ioctl(fd, request, reinterpret_cast<void *>(static_cast<uintptr_t>(slave))) >= 0)
         return 0;
-    fprintf(stderr, "Error: ioctl(), slave=0x%x\n", slave);
+    complain("Error: ioctl(), slave=0x%x\n", slave);
     return FAILED;
 }
 
-static int transfer_byte(int fd, uint8_t direction, uint32_t reg, uint8_t *byte) {
+// With what the controller is told afterwards: another copy's transfer must not come in between.
+static int transfer_byte(int fd, uint32_t base, uint8_t direction, uint32_t reg, uint8_t *byte) {
     i2c_smbus_data data = {};
     data.byte = *byte;
     i2c_smbus_ioctl_data arguments = {};
@@ -83,16 +86,17 @@ static int transfer_byte(int fd, uint8_t direction, uint32_t reg, uint8_t *byte)
     arguments.command = static_cast<uint8_t>(reg);
     arguments.size = I2C_SMBUS_BYTE_DATA;
     arguments.data = &data;
-    if (os_ioctl(fd, I2C_SMBUS, &arguments) != 0)
-        return FAILED;
-    *byte = data.byte;
-    return 0;
+    machine_turn whole;
+    int status = os_ioctl(fd, I2C_SMBUS, &arguments) == 0 ? 0 : FAILED;
+    clearSMBusLastTransaction(base);
+    if (status == 0)
+        *byte = data.byte;
+    return status;
 }
 
 static int read_byte(int fd, uint32_t base, uint32_t reg, uint32_t *value) {
     uint8_t byte = 0;
-    int status = transfer_byte(fd, I2C_SMBUS_READ, reg, &byte);
-    clearSMBusLastTransaction(base);
+    int status = transfer_byte(fd, base, I2C_SMBUS_READ, reg, &byte);
     if (status == 0)
         *value = byte;
     return status;
@@ -120,8 +124,7 @@ static int bus_byte_write(uint32_t base, uint32_t slave, uint32_t reg, uint32_t 
     if (fd == -1 || take_slave(fd, I2C_SLAVE_FORCE, slave) != 0)
         return FAILED;
     uint8_t byte = static_cast<uint8_t>(value);
-    transfer_byte(fd, I2C_SMBUS_WRITE, reg, &byte); // its result is not looked at, on purpose
-    clearSMBusLastTransaction(base);
+    transfer_byte(fd, base, I2C_SMBUS_WRITE, reg, &byte); // its result is not looked at, on purpose
     return 0;
 }
 

@@ -1,5 +1,6 @@
 #include "hw/superio.h"
 
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 
 constexpr uint16_t CONFIG_INDEX = 0x2E;
@@ -15,12 +16,9 @@ int superio_grant_ports() {
 }
 
 int superio_enter() {
-    os_hold_signals();
     for (int times = 0; times < 2; times++)
-        if (os_outb(CONFIG_INDEX, ENTRY_KEY) != 0) {
-            os_release_signals();
+        if (os_outb(CONFIG_INDEX, ENTRY_KEY) != 0)
             return -1;
-        }
     return 0;
 }
 
@@ -40,8 +38,15 @@ int superio_write(uint8_t reg, uint8_t value) {
     return os_outb(CONFIG_DATA, value);
 }
 
-int superio_leave() {
-    int status = os_outb(CONFIG_INDEX, EXIT_KEY);
-    os_release_signals();
+int superio_leave() { return os_outb(CONFIG_INDEX, EXIT_KEY); }
+
+int superio_read_device(uint8_t logical_device, uint8_t reg, uint8_t *value) {
+    machine_turn whole;
+    if (superio_enter() != 0)
+        return -1;
+    int status = superio_select(logical_device);
+    if (status == 0)
+        status = superio_read(reg, value);
+    superio_leave();
     return status;
 }

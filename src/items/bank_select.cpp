@@ -4,6 +4,7 @@
 
 #include "alert/system_log.h"
 #include "hw/isa.h"
+#include "hw/machine_turn.h"
 #include "hw/pci.h"
 #include "hw/smbus.h"
 #include "items/chip_routines.h"
@@ -60,6 +61,19 @@ static void write_bank_select(const system_settings *system, const item_record *
         isa_byte_data_write(system->IndexReg, system->DataReg, item->Slave, reg, value);
 }
 
+// True when the chip was in another bank than the wanted one, and was told to change; `*found` is its
+// register then.
+static bool change_bank(const system_settings *system, const item_record *item, const bank_select *bank,
+                        uint32_t wanted, uint32_t *found) {
+    machine_turn whole;
+    uint32_t value = 0;
+    if (read_bank_select(system, item, bank->reg, &value) != 0 || (value & bank->mask) == wanted)
+        return false;
+    write_bank_select(system, item, bank->reg, (value & ~bank->mask) | wanted);
+    *found = value;
+    return true;
+}
+
 int correctBankSelectRegister(uint32_t kind, uint32_t, const system_settings *system, const item_record *item,
                               uint32_t reg) {
     const bank_select *bank = &chip_of(item->ChipCode)->bank;
@@ -67,11 +81,8 @@ int correctBankSelectRegister(uint32_t kind, uint32_t, const system_settings *sy
         return 0;
     uint32_t wanted = whichBankSelection(kind, item, reg);
     uint32_t value = 0;
-    if (read_bank_select(system, item, bank->reg, &value) != 0)
+    if (!change_bank(system, item, bank, wanted, &value))
         return 0;
-    if ((value & bank->mask) == wanted)
-        return 0;
-    write_bank_select(system, item, bank->reg, (value & ~bank->mask) | wanted);
     if (bUseSysLog != 0 && !useOtherBankSelection(item))
         logInSysLog(
             LOG_WARNING,

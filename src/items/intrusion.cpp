@@ -6,6 +6,7 @@
 #include "hw/chip_codes.h"
 #include "hw/ipmi.h"
 #include "hw/isa.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/pci.h"
 #include "hw/port_grants.h"
@@ -22,6 +23,7 @@ constexpr int FAILED = -1;
 int W83627HF_G_Intru_IO_Clear(uint32_t bus_type, uint32_t slave, uint32_t reg, uint32_t index_port,
                               uint32_t data_port, uint8_t mask) {
     uint32_t value = 0;
+    machine_turn whole;
     if ((bus_type & BUS_SMBUS_ANY) != 0) {
         int status = smbus_byte_data_read(CHIP_W83627HF, bus_type, SMB_BASE_IO_ADDR, slave, reg, &value);
         if (status != 0)
@@ -40,6 +42,7 @@ int W83627HF_G_Intru_IO_Clear(uint32_t bus_type, uint32_t slave, uint32_t reg, u
 
 static int pulse_smbus(const item_record *item, uint8_t mask, const parameter_record *record) {
     uint32_t value = 0;
+    machine_turn whole;
     int status = smbus_byte_data_read(item->ChipCode, item->BusType, SMB_BASE_IO_ADDR, record->Slave,
                                       record->Offset, &value);
     if (status != 0)
@@ -54,6 +57,7 @@ static int pulse_smbus(const item_record *item, uint8_t mask, const parameter_re
 
 static int pulse_isa(const system_settings *system, uint8_t mask, const parameter_record *record) {
     uint32_t value = 0;
+    machine_turn whole;
     int status = isa_byte_data_read(system->IndexReg, system->DataReg, record->Slave, record->Offset, &value);
     if (status != 0)
         return status;
@@ -78,6 +82,7 @@ int ADM1026_Intru_IO_Clear(const system_settings *system, const item_record *ite
 
 int get_W83627HF_Device_ID(uint32_t *id) {
     superio_grant_ports();
+    machine_turn whole;
     if (superio_enter() != 0)
         return FAILED;
     uint8_t device = 0;
@@ -128,6 +133,7 @@ static int pulse_configuration(uint32_t chip_code) {
 
 int W83627HF_A_Intru_IO_Clear(uint32_t chip_code) {
     superio_grant_ports();
+    machine_turn whole;
     if (superio_enter() != 0)
         return FAILED;
     int status = pulse_configuration(chip_code);
@@ -144,6 +150,7 @@ int NS87427_Intru_IO_Clear(uint8_t mask, uint32_t base) {
         return FAILED;
     uint16_t port = static_cast<uint16_t>(base + 0x0C);
     uint8_t value;
+    machine_turn whole;
     if (os_inb(port, &value) != 0)
         return FAILED;
     return os_outb(port, value | mask);
@@ -215,6 +222,7 @@ static int write_item_register(const item_record *item, uint32_t reg, uint32_t v
 // Both reads of the status clear what the chip latched; the result is the last one's. What could not be read
 // is not written back.
 int clear_nct7904d(const system_settings *, item_record *item, const parameter_record *) {
+    machine_turn whole;
     if (clear_nct7904d_by_bmc(item))
         return 0;
     uint32_t value = 0;
@@ -245,6 +253,7 @@ static void reread_ns87427(const item_record *item) {
     if (!is_port(item->Offset, NS87427_BANK))
         return;
     uint8_t ignored;
+    machine_turn whole;
     os_outb(static_cast<uint16_t>(item->Offset + NS87427_BANK), static_cast<uint8_t>(item->Slave));
     os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);
 }
@@ -295,8 +304,5 @@ int reset_Intrusion(const system_settings *system, const item_record *items, int
         fprintf(stderr, "Warning: To reset \"%s\" is not allowed.\n", item->Name);
         return FAILED;
     }
-    os_lock_machine();
-    int result = clear_and_reread(system, items, item_count, parameters, parameter_count, item, record);
-    os_unlock_machine();
-    return result;
+    return clear_and_reread(system, items, item_count, parameters, parameter_count, item, record);
 }

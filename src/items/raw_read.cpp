@@ -5,6 +5,7 @@
 #include "hw/gpio.h"
 #include "hw/ipmi.h"
 #include "hw/isa.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/pci.h"
 #include "hw/port_grants.h"
@@ -79,6 +80,7 @@ static int nct7904d_fan_count(const item_record *item, uint32_t slave, uint32_t 
                               uint32_t *raw) {
     if (hDevice != 0 && bmc_fan_count(slave, bank, reg, raw) == 0)
         return 0;
+    machine_turn whole;
     select_nct7904d_bank(item, bank);
     uint32_t high = 0;
     uint32_t low = 0;
@@ -105,6 +107,7 @@ static int ns87427_word(uint32_t offset, uint32_t slave, uint16_t low_at, uint32
     uint8_t kept;
     uint8_t low;
     uint8_t high;
+    machine_turn whole;
     if (os_inb(base + 15, &kept) != 0 || os_outb(base + 15, (kept & 0xE0) | bank) != 0)
         return NOT_READ;
     if (os_inb(base + low_at, &low) != 0 || os_inb(base + low_at + 1, &high) != 0)
@@ -178,6 +181,7 @@ int read_switch_southbridge_gpio(const system_settings *, const item_record *ite
 int read_switch_nct7904d(const system_settings *, const item_record *item, uint32_t *raw) {
     if (hDevice != 0 && IpmiByteRead_oem_30_90(item->Slave, READING_BANK, NCT7904D_CHASSIS, raw) == 0)
         return 0;
+    machine_turn whole;
     select_nct7904d_bank(item, READING_BANK);
     return smbus_byte(item, item->Slave, NCT7904D_CHASSIS, raw);
 }
@@ -229,6 +233,7 @@ int read_bmc_sensor(const system_settings *, const item_record *item, uint32_t *
 int read_smbus_nct7904d(const system_settings *, const item_record *item, uint32_t *raw) {
     if (hDevice != 0 && IpmiByteRead_oem_30_90(item->Slave, READING_BANK, item->Offset, raw) == 0)
         return 0;
+    machine_turn whole;
     select_nct7904d_bank(item, READING_BANK);
     return smbus_byte(item, item->Slave, item->Offset, raw);
 }
@@ -329,6 +334,7 @@ int limit_smbus_nct7904d(const system_settings *, const item_record *item, const
                          uint32_t *raw) {
     if (hDevice != 0 && IpmiByteRead_oem_30_90(record->Slave, LIMIT_BANK, record->Offset, raw) == 0)
         return 0;
+    machine_turn whole;
     select_nct7904d_bank(item, LIMIT_BANK);
     return smbus_byte(item, record->Slave, record->Offset, raw);
 }

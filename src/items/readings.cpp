@@ -4,7 +4,6 @@
 
 #include "config/name_index.h"
 #include "hw/isa.h"
-#include "hw/os.h"
 #include "hw/pci.h"
 #include "hw/smbus.h"
 #include "hw/text.h"
@@ -205,9 +204,7 @@ int get_item_reading(const system_settings *system, const item_record *items, in
     if (is_being_read(item) || being_read_count == MAX_REFERENCES)
         return -1; // a reference that comes back to itself, or a chain without end
     being_read[being_read_count++] = item;
-    os_lock_machine();
     int status = read_until_normal(system, items, item_count, parameters, parameter_count, item, value);
-    os_unlock_machine();
     being_read_count--;
     return status;
 }

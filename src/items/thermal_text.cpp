@@ -4,7 +4,7 @@
 
 #include "hw/ipmi.h"
 #include "hw/isa.h"
-#include "hw/os.h"
+#include "hw/machine_turn.h"
 #include "hw/pci.h"
 #include "hw/smbus.h"
 #include "hw/superio.h"
@@ -132,13 +132,13 @@ bool supportThermalText_W83793G(const system_settings *system, const item_record
     if (item->Offset < 0x1C || item->Offset > 0x1F || registers == nullptr)
         return false;
     uint32_t saved;
+    machine_turn whole;
     if (smbus_read(item, BANK_AT_00, &saved) != 0)
         return false;
     uint32_t target = 0;
     uint32_t high = 0;
     uint32_t middle = 0;
     uint32_t low = 0;
-    os_hold_signals();
     int status = smbus_write(item, BANK_AT_00, saved & BANK_KEPT);
     status |= smbus_read(item, registers->target, &target);
     bool calibrated = status == 0 && target == CALIBRATED;
@@ -149,7 +149,6 @@ bool supportThermalText_W83793G(const system_settings *system, const item_record
         status |= smbus_read(item, registers->low, &low);
     }
     smbus_write(item, BANK_AT_00, saved); // whatever was found
-    os_release_signals();
     return calibrated && status == 0 && high - 5 == middle && middle - low == 5;
 }
 
@@ -158,19 +157,18 @@ int getThermalText_W83793G(const system_settings *system, const item_record *ite
     if (registers == nullptr)
         return -1;
     uint32_t saved;
+    machine_turn whole;
     if (smbus_read(item, BANK_AT_00, &saved) != 0)
         return -1;
     uint32_t high = 0;
     uint32_t low = 0;
     uint32_t temperature = 0;
-    os_hold_signals();
     int status = smbus_write(item, BANK_AT_00, (saved & BANK_KEPT) | 2);
     status |= smbus_read(item, registers->high, &high);
     status |= smbus_read(item, registers->low, &low);
     status |= smbus_write(item, BANK_AT_00, saved & BANK_KEPT);
     status |= smbus_read(item, registers->temperature, &temperature);
     int last = smbus_write(item, BANK_AT_00, saved);
-    os_release_signals();
     if (status != 0)
         return -1;
     if (system->ThermalGuideChipType == 0)
@@ -189,14 +187,9 @@ bool supportThermalText_W83627DHG(const system_settings *system, const item_reco
     if (item->Offset != 0x50 || !is_agent_1_or_2(agent))
         return false;
     superio_grant_ports();
-    if (superio_enter() != 0)
-        return false;
     uint8_t target = 0;
-    int status = superio_select(PECI_DEVICE);
-    if (status == 0)
-        status = superio_read(static_cast<uint8_t>(FIRST_TARGET + agent - 1), &target);
-    superio_leave();
-    if (status != 0 || target != CALIBRATED)
+    if (superio_read_device(PECI_DEVICE, static_cast<uint8_t>(FIRST_TARGET + agent - 1), &target) != 0 ||
+        target != CALIBRATED)
         return false;
     uint32_t margin;
     return isa_read(system, 4, 0x5F, &margin) == 0 && margin != 0xFF;
@@ -226,17 +219,16 @@ bool supportThermalText_W83795ADG(const system_settings *, const item_record *it
 
 int getThermalText_W83795ADG(const system_settings *system, const item_record *item, char *text) {
     uint32_t saved;
+    machine_turn whole;
     if (smbus_read(item, BANK_AT_00, &saved) != 0)
         return -1;
     guide_values values = {};
-    os_hold_signals();
     int status = smbus_write(item, BANK_AT_00, saved & BANK_KEPT);
     status |= smbus_read(item, 0xB2, &values.high);
     status |= smbus_read(item, 0xB3, &values.middle);
     status |= smbus_read(item, 0xDF, &values.margin);
     status |= smbus_read(item, item->Offset, &values.temperature);
     int last = smbus_write(item, BANK_AT_00, saved);
-    os_release_signals();
     if (status != 0)
         return -1;
     guide_word(system, &values, text);
@@ -320,6 +312,7 @@ bool supportThermalText_NCT7904D(const system_settings *, const item_record *ite
 
 int getThermalText_NCT7904D(const system_settings *, const item_record *item, char *text) {
     uint32_t temperature = 0;
+    machine_turn whole;
     int status = smbus_write(item, BANK_AT_FF, 0);
     status |= smbus_read(item, item->Offset, &temperature);
     if (status != 0)
@@ -330,6 +323,7 @@ int getThermalText_NCT7904D(const system_settings *, const item_record *item, ch
 
 int getThermalText_ME_NCT7904D(const system_settings *, const item_record *item, char *text) {
     uint32_t temperature = 0;
+    machine_turn whole;
     int status =
         smbus_write(item, BANK_AT_FF, 0); // first in every case, also when the BMC answers; kept on purpose
     if (hDevice != 0) {
@@ -358,8 +352,5 @@ int getThermalText(const system_settings *system, const item_record *item, char 
     const chip *row = chip_of(item->ChipCode);
     if (item->Cat != CAT_TEMP || row->text == nullptr)
         return -1;
-    os_lock_machine();
-    int status = row->text(system, item, text);
-    os_unlock_machine();
-    return status;
+    return row->text(system, item, text);
 }

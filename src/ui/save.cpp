@@ -5,7 +5,6 @@
 
 #include "config/ini_write.h"
 #include "config/settings.h"
-#include "hw/os.h"
 
 // Kept on purpose: the messages name the Items page's save whichever page saves.
 static const char *message_of(const ini_write_result *result) {
@@ -18,10 +17,8 @@ static const char *message_of(const ini_write_result *result) {
 
 void save_INI_File(int mode) {
     const kestrel_context *k = myspKestrel;
-    os_lock_machine(); // another copy may save, too
     ini_write_result result = mode == SAVE_ITEMS_PAGE ? rewrite_items_page(k->system, k->items, k->item_count)
                                                       : rewrite_alert_page(k->system);
-    os_unlock_machine();
     if (result.failure == INI_WRITTEN)
         return;
     g_print("%s", message_of(&result));

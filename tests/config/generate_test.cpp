@@ -231,10 +231,21 @@ TEST(GenerateFailure, MissingMasterIsNamed) {
 TEST(GenerateFailure, FileThatIsThereStays) {
     put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
     test_door::put_file("/etc/Kestrel.ini", "[System]\nA=old\n");
+    test_door::fail_call("fopen", 2, EMFILE); // the first one is the master's
     EXPECT_EQ(test_door::captured_stderr([] { EXPECT_NE(produce_kestrel_ini("BOARD-1", "1.0"), 0u); }),
               CANNOT_CREATE);
     EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[System]\nA=old\n");
     EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini.new"));
+}
+
+// Of two copies that start at once, the second one finds it made when its turn comes.
+TEST(Generate, FileThatAnotherCopyMadeIsFound) {
+    put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
+    test_door::put_file("/etc/Kestrel.ini", "[System]\nA=old\n");
+    EXPECT_EQ(
+        test_door::captured_stderr([] { EXPECT_EQ(produce_kestrel_ini("BOARD-1", "1.0"), INI_FOUND_MADE); }),
+        "");
+    EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[System]\nA=old\n");
 }
 
 TEST(GenerateFailure, FileThatCannotBeCreated) {

@@ -156,10 +156,8 @@ constexpr int DEVICE = 50;
 void os_start(int *, char ***) {}
 int os_iopl(int) { return 0; }
 int os_ioperm(uint16_t, unsigned, bool) { return 0; }
-void os_hold_signals() {}
-void os_release_signals() {}
-void os_lock_machine() {}
-void os_unlock_machine() {}
+void os_begin_turn() {}
+void os_end_turn() {}
 
 int os_inb(uint16_t, uint8_t *value) {
     *value = next_byte();
@@ -260,6 +258,7 @@ FILE *os_create_private(const char *, mode_t) { return fopen("/dev/null", "w"); 
 int os_fchmod(FILE *, mode_t) { return 0; }
 int os_fsync(FILE *) { return 0; }
 int os_fclose(FILE *file) { return fclose(file); }
+bool os_is_writable(FILE *) { return true; }
 bool os_exists(const char *path) { return files.count(path) != 0; }
 int os_mode(const char *, mode_t *) { return fail(ENOENT); }
 int os_link(const char *, const char *) { return fail(ENOENT); }

@@ -1,15 +1,15 @@
 #pragma once
-// When a run has the lock by which copies of the program take turns, as its list of calls tells.
+// The calls of a run of the program (kestrel-virtual --calls FILE), and in which of them it had a turn at the machine.
 
 #include <string>
 #include <vector>
 
-struct held_call {
-    std::string text; // without its number
-    int locks;        // that are held then: 0 while another copy may have its turn
+struct call_in_turn {
+    std::string text;
+    int turns; // 1 within a turn
 };
 
-// Of the file that --calls has written.
-std::vector<held_call> held_calls(const std::string &file);
+std::vector<call_in_turn> calls_in_turns(const std::string &file);
 
-bool is_access(const held_call &call); // to a chip, a bus or the BMC
+// Whether the call is part of a chip's sequence: a port, or a transfer on the SMBus.
+bool is_in_sequence(const call_in_turn &call);

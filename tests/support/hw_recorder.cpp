@@ -12,6 +12,7 @@
 #include "hw/isa.h"
 #include "hw/pci.h"
 #include "hw/smbus.h"
+#include "support/os_test.h"
 
 int32_t hDevice;
 int32_t ipmi_driver_option;
@@ -62,6 +63,7 @@ std::string take_log() {
 }
 
 static std::string logged(const char *format, va_list arguments) {
+    test_door::note_access();
     char line[200];
     vsnprintf(line, sizeof line, format, arguments);
     log_text += line;

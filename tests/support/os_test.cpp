@@ -31,8 +31,12 @@ std::function<std::string(const char *)> on_popen;
 std::function<pid_t()> on_fork;
 std::function<void(const char *)> on_exec;
 time_t now;
-int signal_holds;
-int machine_locks;
+bool in_turn;
+int turns_taken;
+bool stderr_is_writable;
+std::set<int> turns_of_accesses;
+
+void note_access() { turns_of_accesses.insert(in_turn ? turns_taken : 0); }
 uint32_t uid;
 
 static std::string log_text;
@@ -93,8 +97,10 @@ void reset() {
     memory_position = 0;
     now = 0;
     uid = 0;
-    signal_holds = 0;
-    machine_locks = 0;
+    in_turn = false;
+    turns_taken = 0;
+    stderr_is_writable = true;
+    turns_of_accesses.clear();
     log_text.clear();
     failures.clear();
     grant_all_ports(true);
@@ -213,6 +219,7 @@ int os_ioperm(uint16_t first, unsigned count, bool on) {
 }
 
 int os_inb(uint16_t port, uint8_t *value) {
+    note_access();
     if (fails("inb") || !ports_granted(port, 1)) {
         log_line("inb %04x failed", port);
         return -1;
@@ -223,6 +230,7 @@ int os_inb(uint16_t port, uint8_t *value) {
 }
 
 int os_outb(uint16_t port, uint8_t value) {
+    note_access();
     if (fails("outb") || !ports_granted(port, 1)) {
         log_line("outb %04x %02x failed", port, value);
         return -1;
@@ -233,6 +241,7 @@ int os_outb(uint16_t port, uint8_t value) {
 }
 
 int os_inl(uint16_t port, uint32_t *value) {
+    note_access();
     if (fails("inl") || !ports_granted(port, 4)) {
         log_line("inl %04x failed", port);
         return -1;
@@ -243,6 +252,7 @@ int os_inl(uint16_t port, uint32_t *value) {
 }
 
 int os_outl(uint16_t port, uint32_t value) {
+    note_access();
     if (fails("outl") || !ports_granted(port, 4)) {
         log_line("outl %04x %08x failed", port, value);
         return -1;
@@ -252,13 +262,16 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
-void os_hold_signals() { signal_holds++; }
+void os_begin_turn() {
+    EXPECT_FALSE(in_turn) << "turns do not nest at the door";
+    in_turn = true;
+    turns_taken++;
+}
 
-void os_release_signals() { signal_holds--; }
-
-void os_lock_machine() { machine_locks++; }
-
-void os_unlock_machine() { machine_locks--; }
+void os_end_turn() {
+    EXPECT_TRUE(in_turn);
+    in_turn = false;
+}
 
 int os_open(const char *path, int flags) {
     int fd = fails("open") ? -1 : on_open(path, flags);
@@ -366,6 +379,8 @@ int os_fsync(FILE *stream) {
     log_line("fsync%s", failed ? " failed" : "");
     return failed ? -1 : 0;
 }
+
+bool os_is_writable(FILE *) { return stderr_is_writable; }
 
 int os_fclose(FILE *stream) {
     bool failed = fails("fclose");

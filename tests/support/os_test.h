@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <set>
 #include <string>
 #include <sys/types.h>
 
@@ -53,8 +54,14 @@ void log(const std::string &line); // for the test's own answers
 
 extern time_t now;
 extern uint32_t uid;
-extern int signal_holds;  // holds of signals that were not released yet
-extern int machine_locks; // likewise of the machine's lock
+extern bool in_turn;            // whether there is a turn at the machine just now
+extern int turns_taken;         // since the reset
+extern bool stderr_is_writable; // true after a reset
+
+// In which turns there were accesses to ports, or by the recorder of the buses: 0 is outside of one, so {1} means that
+// all were made in one and the same.
+extern std::set<int> turns_of_accesses;
+void note_access();
 
 // A chip behind an index and a data port: registers by bank, 0x4E as the bank-select register.
 struct monitor {

@@ -192,7 +192,7 @@ static lines likely_errors(const std::string &call) {
         {"rename", {"EACCES", "ENOSPC"}},
         {"time", {}},
         {"unlink", {"EACCES"}},
-        {"unlock_machine", {}},
+        {"end_turn", {}},
         {"waitpid", {"ECHILD"}},
     };
     for (const auto &kind : kinds)

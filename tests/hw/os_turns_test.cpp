@@ -1,0 +1,563 @@
+// Copies of the program taking turns, over the real door: processes that begin and end turns as they are
+// told. The file lies in a directory of each test (KESTREL_TURN_DIRECTORY is a relative path here), and
+// another copy's turn is waited for KESTREL_TURN_PATIENCE_S seconds.
+#include "hw/os.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "hw/held_signals.h"
+#include "support/run.h"
+
+static const std::string DIRECTORY = KESTREL_TURN_DIRECTORY;
+static const std::string FILE_OF_TURNS = DIRECTORY + "/turn";
+static const std::string WAITS =
+    "Warning: Another copy of this program is using the hardware; waiting for it.\n";
+static const std::string GOES_PAST =
+    "Warning: The other copy has not finished; going on without waiting for it.\n";
+
+// Where the file is made from now on: a directory of its own.
+static void begin() { std::filesystem::current_path(scratch_directory()); }
+
+// ---- Copies
+
+struct copy {
+    pid_t child;
+    int answers;
+    int orders;
+    std::string errors; // file
+};
+
+constexpr char TAKE = 'T', GIVE_BACK = 'G', END = 'E';
+
+static volatile sig_atomic_t handled;
+
+static void note_signal(int) { handled = 1; }
+
+// As in the window: a handler of its own for SIGTERM, put in place after the start. SIGHUP is ignored from
+// before it.
+static void prepare_signals() {
+    signal(SIGHUP, SIG_IGN);
+    catch_signals();
+    struct sigaction action = {};
+    action.sa_handler = note_signal;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+// Each order is answered when it is done: with 'h' once a signal was handled, else with itself.
+[[noreturn]] static void obey(int orders, int answers) {
+    prepare_signals();
+    char order;
+    while (read(orders, &order, 1) == 1 && order != END) {
+        if (order == TAKE)
+            os_begin_turn();
+        if (order == GIVE_BACK)
+            os_end_turn();
+        char answer = handled != 0 ? 'h' : order;
+        if (write(answers, &answer, 1) != 1)
+            break;
+    }
+    _exit(0);
+}
+
+static copy start_copy() {
+    int orders[2], answers[2];
+    EXPECT_EQ(pipe2(orders, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(answers, O_CLOEXEC), 0);
+    std::string errors = scratch_directory() + "/errors";
+    pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        setpgid(0, 0); // else Ctrl-Z means nothing where nobody could continue it
+        dup2(open(errors.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+        close(orders[1]);
+        close(answers[0]);
+        obey(orders[0], answers[1]);
+    }
+    close(orders[0]);
+    close(answers[1]);
+    return {child, answers[0], orders[1], errors};
+}
+
+static void order(const copy &copy, char what) { EXPECT_EQ(write(copy.orders, &what, 1), 1); }
+
+// What it answers within the time; '-': nothing.
+static char answer(const copy &copy, int at_most_ms = 60000) {
+    pollfd from = {copy.answers, POLLIN, 0};
+    char what = '-';
+    if (poll(&from, 1, at_most_ms) == 1 && read(copy.answers, &what, 1) != 1)
+        return '-';
+    return what;
+}
+
+static void expect_done(const copy &copy, char what) {
+    order(copy, what);
+    EXPECT_EQ(answer(copy), what);
+}
+
+// Until it says something on standard error, a minute at most.
+static void wait_for_message(const copy &copy) {
+    for (int waits = 0; waits < 3000 && file_contents(copy.errors).empty(); waits++)
+        usleep(20000);
+}
+
+// It was told to take its turn, and has not got it.
+static void expect_waits(const copy &copy) { EXPECT_EQ(answer(copy, 200), '-'); }
+
+// The second one waits for the first one's turn to end.
+static void make_wait(const copy &first, const copy &second) {
+    expect_done(first, TAKE);
+    order(second, TAKE);
+    expect_waits(second);
+}
+
+static void hand_over(const copy &first, const copy &second) {
+    make_wait(first, second);
+    expect_done(first, GIVE_BACK);
+    EXPECT_EQ(answer(second), TAKE);
+}
+
+// How it ends, which it must within half a minute.
+static int status_of(const copy &copy) {
+    close(copy.orders);
+    close(copy.answers);
+    int status = 0;
+    for (int waits = 0; waits < 1500; waits++) {
+        if (waitpid(copy.child, &status, WNOHANG) == copy.child)
+            return status;
+        usleep(20000);
+    }
+    ADD_FAILURE() << "it does not end";
+    kill(copy.child, SIGKILL);
+    waitpid(copy.child, &status, 0);
+    return status;
+}
+
+static int end(const copy &copy) {
+    order(copy, END);
+    return status_of(copy);
+}
+
+static int killed(const copy &copy, int signal) {
+    kill(copy.child, signal);
+    return status_of(copy);
+}
+
+// ---- Turns
+
+TEST(Turns, TheSecondOneWaitsForTheFirst) {
+    begin();
+    copy first = start_copy(), second = start_copy();
+    hand_over(first, second);
+    order(first, TAKE);
+    expect_waits(first);
+    expect_done(second, GIVE_BACK);
+    EXPECT_EQ(answer(first), TAKE);
+    end(first);
+    end(second);
+    EXPECT_EQ(file_contents(first.errors) + file_contents(second.errors), "");
+}
+
+TEST(Turns, AHolderThatIsKilledKeepsNobodyWaiting) {
+    begin();
+    copy first = start_copy(), second = start_copy();
+    make_wait(first, second);
+    EXPECT_TRUE(WIFSIGNALED(killed(first, SIGKILL)));
+    EXPECT_EQ(answer(second), TAKE);
+    end(second);
+}
+
+// After three seconds, once, and the wait goes on.
+TEST(Turns, ALongWaitIsReported) {
+    begin();
+    copy first = start_copy(), second = start_copy();
+    expect_done(first, TAKE);
+    auto before = std::chrono::steady_clock::now();
+    order(second, TAKE);
+    wait_for_message(second);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::seconds(3));
+    expect_waits(second);
+    expect_done(first, GIVE_BACK);
+    EXPECT_EQ(answer(second), TAKE);
+    end(first);
+    end(second);
+    EXPECT_EQ(file_contents(second.errors), WAITS);
+}
+
+// The one that ends a turn and wants the next one at once must not come before the one that waits.
+TEST(Turns, WhoWaitsIsNext) {
+    begin();
+    copy greedy = start_copy(), patient = start_copy();
+    for (int turn = 0; turn < 20 && !HasFailure(); turn++) {
+        expect_done(greedy, TAKE);
+        order(patient, TAKE);
+        EXPECT_EQ(answer(patient, 20), '-');
+        order(greedy, GIVE_BACK);
+        order(greedy, TAKE);
+        EXPECT_EQ(answer(greedy), GIVE_BACK);
+        EXPECT_EQ(answer(patient), TAKE) << turn;
+        EXPECT_EQ(answer(greedy, 5), '-') << turn;
+        expect_done(patient, GIVE_BACK);
+        EXPECT_EQ(answer(greedy), TAKE);
+        expect_done(greedy, GIVE_BACK);
+    }
+    end(greedy);
+    end(patient);
+}
+
+// Stopped by SIGSTOP, which nobody can hold, it is waited for once; then it is as if it were not there, until
+// it goes on.
+TEST(Turns, AHolderThatIsStoppedIsGonePast) {
+    begin();
+    copy stopped = start_copy(), first = start_copy(), second = start_copy();
+    expect_done(stopped, TAKE);
+    kill(stopped.child, SIGSTOP);
+    auto before = std::chrono::steady_clock::now();
+    for (const copy *one : {&first, &second})
+        order(*one, TAKE);
+    for (const copy *one : {&first, &second}) {
+        EXPECT_EQ(answer(*one), TAKE);
+        expect_done(*one, GIVE_BACK);
+        EXPECT_EQ(file_contents(one->errors), WAITS + GOES_PAST);
+    }
+    auto waited = std::chrono::steady_clock::now() - before;
+    EXPECT_GE(waited, std::chrono::seconds(KESTREL_TURN_PATIENCE_S));
+    for (int turn = 0; turn < 100; turn++) { // not one of these waits again
+        expect_done(first, TAKE);
+        expect_done(first, GIVE_BACK);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - before,
+              waited + std::chrono::seconds(KESTREL_TURN_PATIENCE_S));
+    kill(stopped.child, SIGCONT);
+    expect_done(stopped, GIVE_BACK);
+    expect_done(first, TAKE); // it has its own turns again
+    expect_done(first, GIVE_BACK);
+    make_wait(first, stopped);
+    for (const copy *one : {&stopped, &first, &second})
+        killed(*one, SIGKILL);
+}
+
+// ---- Signals
+
+// Whether the wait was reported already or not, and though it has a handler.
+TEST(Turns, ASignalEndsTheOneThatWaits) {
+    for (bool told : {false, true}) {
+        begin();
+        copy first = start_copy(), second = start_copy();
+        make_wait(first, second);
+        if (told)
+            wait_for_message(second);
+        kill(second.child, SIGHUP); // ignored: it goes on waiting
+        expect_waits(second);
+        int status = killed(second, SIGTERM);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+        expect_done(first, GIVE_BACK);
+        end(first);
+    }
+}
+
+TEST(Turns, AfterTheWaitTheHandlersAreBack) {
+    begin();
+    copy first = start_copy(), second = start_copy();
+    hand_over(first, second);
+    kill(second.child, SIGTERM);
+    order(second, GIVE_BACK);
+    EXPECT_EQ(answer(second), 'h');
+    end(first);
+    end(second);
+}
+
+// By Ctrl-Z, or as what reads or writes in the background, at a bad moment: it stops when its turn ends, and
+// the other one gets it.
+static void stop_with_the_turn(int signal) {
+    begin();
+    copy first = start_copy(), second = start_copy();
+    expect_done(first, TAKE);
+    kill(first.child, signal);
+    usleep(50000);
+    int status = 0;
+    EXPECT_EQ(waitpid(first.child, &status, WUNTRACED | WNOHANG), 0) << "it runs";
+    order(first, GIVE_BACK);
+    expect_done(second, TAKE);
+    for (int waits = 0; waits < 1500 && waitpid(first.child, &status, WUNTRACED | WNOHANG) == 0; waits++)
+        usleep(20000);
+    EXPECT_TRUE(WIFSTOPPED(status)) << status;
+    kill(first.child, SIGCONT);
+    EXPECT_EQ(answer(first), GIVE_BACK);
+    end(first);
+    end(second);
+}
+
+TEST(Turns, NobodyStopsInATurn) {
+    for (int signal : {SIGTSTP, SIGTTOU, SIGTTIN})
+        stop_with_the_turn(signal);
+}
+
+// Every signal that would end it and can be held, none of them caught by anybody.
+TEST(Turns, NoSignalEndsATurn) {
+    for (int signal : {SIGINT, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGPIPE, SIGXCPU,
+                       SIGIO, SIGPWR, SIGSTKFLT, SIGRTMIN, SIGRTMAX}) {
+        begin();
+        copy only = start_copy();
+        expect_done(only, TAKE);
+        kill(only.child, signal);
+        usleep(20000);
+        int status = 0;
+        EXPECT_EQ(waitpid(only.child, &status, WNOHANG), 0) << "signal " << signal;
+        order(only, GIVE_BACK);
+        status = status_of(only);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal << ": " << status;
+    }
+}
+
+// ---- The file
+
+static mode_t mode_of(const std::string &path) {
+    struct stat status = {};
+    EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+    return status.st_mode;
+}
+
+TEST(TurnsFile, CanBeOpenedByItsOwnerAlone) {
+    begin();
+    mode_t before = umask(0);
+    copy only = start_copy();
+    expect_done(only, TAKE);
+    umask(before);
+    EXPECT_EQ(mode_of(DIRECTORY), S_IFDIR | 0755u);
+    EXPECT_EQ(mode_of(FILE_OF_TURNS), S_IFREG | 0600u);
+    end(only);
+    EXPECT_EQ(mode_of(FILE_OF_TURNS), S_IFREG | 0600u); // it stays
+}
+
+// Where the file is looked for in this process, too: once a second, so a test that is not the first one may
+// have to wait.
+static void take_and_give_back_here() {
+    usleep(1100000);
+    os_begin_turn();
+    os_end_turn();
+}
+
+// What the program starts must not keep it open when the program is gone; and a descriptor is not needed to
+// share it.
+TEST(TurnsFile, IsNotKeptOpen) {
+    begin();
+    int before = dup(STDIN_FILENO);
+    close(before);
+    take_and_give_back_here();
+    EXPECT_TRUE(std::filesystem::exists(FILE_OF_TURNS));
+    int after = dup(STDIN_FILENO);
+    close(after);
+    EXPECT_EQ(after, before);
+}
+
+// Somebody tidies up while copies run: within a second all share the file that took its place.
+TEST(TurnsFile, OneThatIsRemovedIsMadeAnew) {
+    begin();
+    copy first = start_copy(), second = start_copy();
+    for (const copy *one : {&first, &second}) {
+        expect_done(*one, TAKE);
+        expect_done(*one, GIVE_BACK);
+    }
+    std::filesystem::remove_all(DIRECTORY);
+    usleep(1100000);
+    make_wait(first, second);
+    EXPECT_TRUE(std::filesystem::exists(FILE_OF_TURNS));
+    expect_done(first, GIVE_BACK);
+    EXPECT_EQ(answer(second), TAKE);
+    end(first);
+    end(second);
+}
+
+// The copy that made it was killed before it was done.
+TEST(TurnsFile, OneThatIsHalfMadeIsMadeWhole) {
+    for (size_t size : {0, 88}) {
+        begin();
+        std::filesystem::create_directory(DIRECTORY);
+        std::ofstream(FILE_OF_TURNS) << std::string(size, '\0');
+        copy first = start_copy(), second = start_copy();
+        hand_over(first, second);
+        end(first);
+        end(second);
+        EXPECT_EQ(file_contents(first.errors) + file_contents(second.errors), "") << size;
+    }
+}
+
+// Copies that start at once make it once.
+TEST(TurnsFile, IsMadeByOneOfMany) {
+    for (int round = 0; round < 10; round++) {
+        begin();
+        copy copies[6];
+        for (copy &one : copies)
+            one = start_copy();
+        for (const copy &one : copies)
+            order(one, TAKE);
+        int served = 0; // one after the other, in whatever order
+        for (int looks = 0; served < 6 && looks < 6000; looks++)
+            for (copy &one : copies)
+                if (one.child > 0 && answer(one, 1) == TAKE) {
+                    expect_done(one, GIVE_BACK);
+                    end(one);
+                    one.child = -1;
+                    served++;
+                }
+        EXPECT_EQ(served, 6);
+    }
+}
+
+// ---- No file to be had
+
+static std::string warning(const std::string &cause) {
+    return "Warning: " + FILE_OF_TURNS + ": " + cause +
+           "; another copy of this program cannot be detected.\n";
+}
+
+// It is reported once, and the turns are taken all the same.
+static void expect_goes_on_after(const std::string &cause) {
+    copy copy = start_copy();
+    for (int turn = 0; turn < 2; turn++) {
+        expect_done(copy, TAKE);
+        expect_done(copy, GIVE_BACK);
+        usleep(1100000); // the next one looks again
+    }
+    EXPECT_EQ(end(copy), 0);
+    EXPECT_EQ(file_contents(copy.errors), warning(cause));
+}
+
+TEST(TurnsFile, ADirectoryThatCannotBeMadeIsReported) {
+    begin();
+    std::ofstream(DIRECTORY) << "";
+    expect_goes_on_after("Not a directory");
+    begin();
+    std::filesystem::create_symlink("/nowhere/at/all", DIRECTORY);
+    expect_goes_on_after("No such file or directory");
+}
+
+TEST(TurnsFile, WhatIsNotAFileIsNotOpened) {
+    begin();
+    std::filesystem::create_directory(DIRECTORY);
+    std::filesystem::create_symlink("victim", FILE_OF_TURNS);
+    expect_goes_on_after("Too many levels of symbolic links");
+    EXPECT_FALSE(std::filesystem::exists(DIRECTORY + "/victim"));
+    begin();
+    std::filesystem::create_directories(FILE_OF_TURNS);
+    expect_goes_on_after("Is a directory");
+}
+
+// A file of another size or with another mark is somebody else's, perhaps a later version's: it is left
+// alone.
+TEST(TurnsFile, AnotherLayoutIsLeftAlone) {
+    for (const std::string &contents :
+         {std::string("short"), std::string(1000, '\0'), std::string(88, 'x')}) {
+        begin();
+        std::filesystem::create_directory(DIRECTORY);
+        std::ofstream(FILE_OF_TURNS) << contents;
+        expect_goes_on_after("Invalid argument");
+        EXPECT_EQ(file_contents(FILE_OF_TURNS), contents);
+    }
+}
+
+// ---- Waiting for a BMC
+
+static int64_t ms_since(std::chrono::steady_clock::time_point from) {
+    auto passed = std::chrono::steady_clock::now() - from;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(passed).count();
+}
+
+// A process that waits for `fd`, in a turn or not, and then writes what came of it: 'r' readable, 'i'
+// interrupted. It handles SIGTERM as the window does, and writes 'h' when that was done.
+static pid_t start_waiting(int fd, bool in_turn, int out) {
+    pid_t child = fork();
+    if (child != 0)
+        return child;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    prepare_signals();
+    if (in_turn)
+        os_begin_turn();
+    bool readable = false;
+    int count = os_wait_readable(fd, &readable);
+    const char *came = count == 1 && readable ? "r" : errno == EINTR ? "i" : "?";
+    if (write(out, came, 1) != 1)
+        _exit(1);
+    if (in_turn)
+        os_end_turn();
+    _exit(handled != 0 ? 10 : 0);
+}
+
+struct waiting {
+    pid_t child;
+    int bmc;     // writing here is its answer
+    int outcome; // what start_waiting writes
+};
+
+static waiting start_waiting(bool in_turn) {
+    begin();
+    int bmc[2], outcome[2];
+    EXPECT_EQ(pipe2(bmc, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(outcome, O_CLOEXEC), 0);
+    pid_t child = start_waiting(bmc[0], in_turn, outcome[1]);
+    close(bmc[0]);
+    close(outcome[1]);
+    usleep(100000); // it waits by now, or it will find the signal noted
+    return {child, bmc[1], outcome[0]};
+}
+
+static std::string outcome_of(const waiting &process, int *status) {
+    char text[8] = "";
+    ssize_t count = read(process.outcome, text, sizeof text - 1);
+    waitpid(process.child, status, 0);
+    close(process.outcome);
+    close(process.bmc);
+    return std::string(text, count > 0 ? static_cast<size_t>(count) : 0);
+}
+
+// The answer comes in spite of the signal, and is taken: the next command must not find it.
+TEST(WaitForBmc, ASignalDoesNotLoseTheAnswer) {
+    for (bool in_turn : {false, true}) {
+        waiting process = start_waiting(in_turn);
+        kill(process.child, SIGTERM);
+        usleep(200000);
+        EXPECT_EQ(write(process.bmc, "a", 1), 1);
+        int status = 0;
+        EXPECT_EQ(outcome_of(process, &status), "r") << in_turn;
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 10) << "the handler has it: " << status;
+    }
+}
+
+// Within a second and a bit, though there is a handler that would go on waiting.
+TEST(WaitForBmc, ASilentOneDoesNotKeepASignalFromEndingTheProgram) {
+    for (bool in_turn : {false, true})
+        for (int signal : {SIGTERM, SIGINT}) {
+            waiting process = start_waiting(in_turn);
+            auto before = std::chrono::steady_clock::now();
+            kill(process.child, signal);
+            int status = 0;
+            std::string outcome = outcome_of(process, &status);
+            EXPECT_GE(ms_since(before), 1000);
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+            EXPECT_EQ(outcome, in_turn ? "i" : "") << "a turn goes on to its end";
+        }
+}
+
+TEST(WaitForBmc, AnIgnoredSignalIsNoReasonToStopWaiting) {
+    waiting process = start_waiting(true);
+    kill(process.child, SIGHUP);
+    kill(process.child, SIGWINCH);
+    usleep(1500000);
+    EXPECT_EQ(waitpid(process.child, nullptr, WNOHANG), 0);
+    EXPECT_EQ(write(process.bmc, "a", 1), 1);
+    int status = 0;
+    EXPECT_EQ(outcome_of(process, &status), "r");
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
