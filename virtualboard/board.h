@@ -1,6 +1,6 @@
 #pragma once
 // A virtual board: a directory with board.toml (its devices) and root/ (the files that the program sees). How
-// to write one stands in docs/virtual-board.md.
+// to write one is in docs/virtual-board.md.
 
 #include <cstdint>
 #include <filesystem>

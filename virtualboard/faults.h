@@ -29,5 +29,5 @@ enum transfer_fault { WHOLE_TRANSFER, FAILED_TRANSFER, HALF_TRANSFER };
 // By one that cannot fail.
 [[gnu::format(printf, 1, 2)]] void count_call(const char *format, ...);
 
-// By the parent, behind a fork: the child's only call, its exec, has the next number.
+// By the parent, after a fork: the child's only call, its exec, has the next number.
 void leave_number_to_child();

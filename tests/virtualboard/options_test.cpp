@@ -87,7 +87,7 @@ TEST(VirtualOptions, AnUnknownOptionSaysThatTheBoardComesFirst) {
         all.insert(all.end(), words.begin(), words.end());
         run_result result = run(all);
         EXPECT_EQ(result.err, "kestrel-virtual: unknown option: -t\n"
-                              "BOARD comes first, the options of kestrel behind it.\n"
+                              "BOARD comes first, then the options of kestrel.\n"
                               "Try: kestrel-virtual --help\n");
         EXPECT_EQ(result.status, 2);
     }
