@@ -1,4 +1,5 @@
-// The real machine. Each call is the system's own, as thin as it can be: this file is right by reading.
+// The real machine. Most of these functions are a single system call; the rest is turns, signals, start-up
+// and replacing files.
 #include "hw/os.h"
 
 #include <cerrno>
