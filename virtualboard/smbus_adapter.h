@@ -1,6 +1,6 @@
 #pragma once
 // An SMBus host controller as the kernel shows it: /dev/i2c-N, with slaves behind it. Its status register
-// lies in I/O space at the controller's base.
+// is in I/O space at the controller's base.
 
 #include <cstdint>
 #include <vector>

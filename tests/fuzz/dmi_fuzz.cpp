@@ -1,4 +1,4 @@
-// A BIOS area whose entry point may lie in every field. An input is twelve bytes, then the bytes of the
+// A BIOS area whose entry point may be in every field. An input is twelve bytes, then the bytes of the
 // table:
 //   0      what fails behind the door (memory_fault)
 //   1      CHOICE_... bits

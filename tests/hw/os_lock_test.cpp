@@ -1,5 +1,5 @@
 // Copies of the program taking turns, over the real door: processes that lock and unlock as they are told.
-// The lock lies in a directory of each test (KESTREL_LOCK_DIRECTORY is a relative path here).
+// The lock is in a directory of each test (KESTREL_LOCK_DIRECTORY is a relative path here).
 #include "hw/os.h"
 
 #include <cerrno>
@@ -207,7 +207,7 @@ TEST(Turns, ALongWaitIsTold) {
 
 // ---- Signals
 
-// Whether the wait was told of already or not.
+// Whether the wait was reported already or not.
 TEST(Turns, ASignalEndsTheOneThatWaits) {
     for (bool told : {false, true}) {
         begin();
@@ -347,7 +347,7 @@ static std::string warning(const std::string &cause) {
     return "Warning: " + LOCK + ": " + cause + "; another copy of this program would not be noticed.\n";
 }
 
-// It is told once, and the turns are taken all the same.
+// It is reported once, and the turns are taken all the same.
 static void expect_goes_on_after(const std::string &cause) {
     copy copy = start_copy();
     for (int turn = 0; turn < 2; turn++) {

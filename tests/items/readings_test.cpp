@@ -329,7 +329,7 @@ TEST(ItemReadingImpl, VccpOfChips9And14KeepsTheCallersValue) {
 
 // ---- Readings with their retry
 
-// A voltage of chip 0 (62.5 mV a step): raw 192 is 12000 mV, its limits 12500 (200) and 11250 (180).
+// A voltage of chip 0 (62.5 mV per step): raw 192 is 12000 mV, its limits 12500 (200) and 11250 (180).
 static board voltage_board() {
     board on = {
         .items = {item_of(CAT_VOLTAGE, 0, 0x20, "VOL1H", "VOL1L")},

@@ -85,7 +85,7 @@ TEST(PeciAgentIndex, FirstFoundPartOfTheNameDecides) {
         {"CPU Temperature", 1},
         {"PECI Agent", 1},
         {"My CPU2", 2},          // anywhere in the name
-        {"CPU12", 1},            // "CPU1" stands in it
+        {"CPU12", 1},            // "CPU1" is in it
         {"CPU21", 2},            // "CPU1" does not
         {"CPU5", 1},             // "CPU"
         {"PECI Agent9", 1},      // "PECI Agent"
@@ -448,7 +448,7 @@ TEST(ThermalTextW83793g, TextFailsWhenTheBankIsUnknownOrNotRestored) {
     EXPECT_NE(word_of(settings(1, 0), item).status, 0); // the result is that of the last write
 }
 
-// ---- W83627DHG: the target temperature stands in the Super I/O configuration, device 0x0C, registers 0xE1,
+// ---- W83627DHG: the target temperature is in the Super I/O configuration, device 0x0C, registers 0xE1,
 // 0xE2
 
 struct superio_configuration {
@@ -1045,7 +1045,7 @@ TEST(ThermalTextNct7904d, FailedReadFails) {
     expect_failure(settings(0, 0), smbus_item("CPU1", CHIP_NCT7904D, 0xA0), "no answer");
 }
 
-// The register of another bank is no temperature.
+// The register of another bank is not a temperature.
 TEST(ThermalTextNct7904d, BankThatIsNotSelectedFails) {
     reset_all();
     hw_recorder::answer("smbus_read 30 1 2d a0", 61);

@@ -8,14 +8,14 @@
 
 extern const std::string BANNER;
 extern const std::string NO_DISPLAY; // what the graphical mode says then
-extern const std::string NO_BMC;    // none of its device files is there
-extern const std::string THE_MAKER; // NO_BMC, and a board that says whose it is
+extern const std::string NO_BMC;     // none of its device files is there
+extern const std::string THE_MAKER;  // NO_BMC, and a board that says whose it is
 
 std::string shipped(const std::string &board);    // the text of its board.toml
 std::string shared_file(const std::string &name); // of a file that several of them include
 std::string section_of(const std::string &board); // /etc/Kestrel.ini as a run on it begins with
 
-// `text` with `from`, which must stand there once, replaced.
+// `text` with `from`, which must occur once, replaced.
 std::string changed(const std::string &text, const std::string &from, const std::string &to);
 
 int count_of(const std::string &text, const std::string &part);

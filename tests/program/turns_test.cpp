@@ -17,7 +17,7 @@ static std::vector<held_call> calls_of(const std::vector<std::string> &words, ru
 
 static bool begins(const std::string &text, const char *with) { return text.rfind(with, 0) == 0; }
 
-// The BMC is looked for before the options are read; each of its commands is whole by itself.
+// The BMC is looked for before the options are read; each of its commands is complete by itself.
 static size_t root_check(const std::vector<held_call> &calls) {
     for (size_t i = 0; i < calls.size(); i++)
         if (calls[i].text == "getuid")
@@ -90,7 +90,7 @@ TEST(Turns, AClearIsOneTurn) {
     EXPECT_EQ(std::count_if(enter, leave, [](const held_call &call) { return call.locks == 0; }), 0);
 }
 
-// Nobody waits for another copy to be told a version.
+// The version is printed without waiting for another copy.
 TEST(Turns, WhatTouchesNothingTakesNone) {
     const std::vector<std::vector<std::string>> lines = {
         {"w83627hf", "-v"}, {"w83627hf", "-h"}, {"w83627hf", "report"}, {"--uid", "1000", "w83627hf", "-t"}};

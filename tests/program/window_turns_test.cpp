@@ -14,7 +14,7 @@ static size_t count_of_calls(const std::vector<held_call> &calls, const std::str
     return count;
 }
 
-// Of whatever comes behind the start-up's first look at its configuration.
+// Of whatever comes after the start-up's first look at its configuration.
 static void expect_held_for_the_machine_alone(const std::vector<held_call> &calls) {
     bool started = false;
     for (const held_call &call : calls) {

@@ -1,4 +1,4 @@
-// board.toml: what it may hold, and that a mistake is found and said with its line.
+// board.toml: what it may contain, and that a mistake is found and said with its line.
 #include "board.h"
 
 #include <cerrno>
@@ -127,7 +127,7 @@ TEST(Board, BusesAndTheirSlavesAreRead) {
     EXPECT_EQ(slave.chip.banks[2][0x30].value, 75);
     EXPECT_TRUE(board.adapters[0].slaves[1].silent);
     EXPECT_FALSE(board.adapters[0].slaves[1].held);
-    EXPECT_EQ(board.adapters[0].slaves[1].chip.bank_mask, 0); // it names none
+    EXPECT_EQ(board.adapters[0].slaves[1].chip.bank_mask, 0); // it has no banks
     EXPECT_TRUE(board.adapters[1].fails);
     EXPECT_TRUE(board.adapters[1].slaves[0].chip.fails);
 }
