@@ -46,7 +46,7 @@ static void start(bool bmc, const std::vector<answer> &answers) {
         hw_recorder::answer(given.line, given.value);
 }
 
-// The first record is a fan's divisor (its register lies where nothing else does) and a switch's mask.
+// The first record is a fan's divisor (its register is where nothing else is) and a switch's mask.
 static const parameter_record DIVISOR = make_parameter("Divisor1", 0x77, 0x99, 0x03);
 static const parameter_record LIMIT = make_parameter("VOL1H", LIMIT_SLAVE, LIMIT_REG, 0xFF);
 
@@ -810,8 +810,8 @@ TEST(RawTemperatureLimit, OtherBanksOfChips28And33ArePlain) {
         start(BMC, {{line, 70}});
         expect_read(read_limit(make_item(CAT_TEMP, chip, 1, 7, REG), 3), 70, line + "\n",
                     "slave 7 on the SMBus");
-        // Only temperatures have the fixed limit, and only these chips (chip 28's raw voltages stand as they
-        // are).
+        // Only temperatures have the fixed limit, and only these chips (chip 28's raw voltages are the bare
+        // register).
         start(BMC, {{"isa_read 3c 40", 70}});
         expect_read(read_limit(make_item(CAT_VOLTAGE, chip, 2, 7, REG), 2), chip == 28 ? 70 : 0,
                     "isa_read 3c 40\n", "voltage");

@@ -89,7 +89,7 @@ TEST(PeciAgentIndex, FirstFoundPartOfTheNameDecides) {
         {"CPU21", 2},            // "CPU1" does not
         {"CPU5", 1},             // "CPU"
         {"PECI Agent9", 1},      // "PECI Agent"
-        {"PECI Agent2 CPU1", 1}, // "CPU1" is looked for first, wherever it stands
+        {"PECI Agent2 CPU1", 1}, // "CPU1" is looked for first, wherever it is
         {"CPU2 PECI Agent1", 1}, // "PECI Agent1" comes before "CPU2"
         {"PECI Agent3 CPU2", 2},
         {"CPU4 CPU3", 3},
@@ -680,7 +680,7 @@ static const guide_case guide_cases[] = {
     {0, 80, 76, 20, 85, "Medium"},
     {0, 0, 0, 20, 71, "Medium"},
     {0, 75, 80, 20, 71, "Medium"},
-    {0, 3, 0xFE, 20, 80, "Medium"}, // 3 - 5 is no 0xFE: Medium up to 85, not up to 80
+    {0, 3, 0xFE, 20, 80, "Medium"}, // 3 - 5 is not 0xFE: Medium up to 85, not up to 80
     {0, 3, 0xFE, 20, 85, "Medium"},
     {0, 80, 74, 255, 70, "Low"},
     // Guide type 1, calibrated or not.
@@ -1100,7 +1100,7 @@ TEST(ThermalTextMeNct7904d, FailedReadFails) {
     expect_failure(settings(0, 0), item, "no SMBus answer");
     EXPECT_EQ(hw_recorder::take_log(), "smbus_write 1 2d ff 0\nsmbus_read 32 1 2d a0\n");
     hDevice = 5;
-    hw_recorder::answer("smbus_read 32 1 2d a0", 61); // which is not asked for behind a silent BMC
+    hw_recorder::answer("smbus_read 32 1 2d a0", 61); // which is not asked for after a silent BMC
     expect_failure(settings(0, 0), item, "no BMC answer");
     EXPECT_EQ(hw_recorder::take_log(), "smbus_write 1 2d ff 0\nbmc_30_93 0\n");
 }
