@@ -18,7 +18,7 @@
 #include "smbus_adapter.h"
 #include "superio_chip.h"
 
-constexpr uint32_t LARGEST_UID = 0xFFFFFFFE; // all bits set is no user
+constexpr uint32_t LARGEST_UID = 0xFFFFFFFE; // all bits set is not a user
 
 struct shell_answer {
     std::string output;

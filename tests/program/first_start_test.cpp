@@ -297,7 +297,7 @@ TEST(FirstStart, ALongerForeignNameIsNotWhollyOverwritten) {
               "Warn: This is not Brigantine's motherboard!\n");
 }
 
-// ---- A generated file goes again when there is no way to the bus
+// ---- A generated file is removed again when there is no way to the bus
 
 static const std::string NO_NODES = "Error: no i2c device files found. Please use mkdev.sh to create them.\n";
 static const std::string NO_PCI_LIST = "Error: cannot open file /proc/bus/pci/devices\n"
