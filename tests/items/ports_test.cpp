@@ -1,5 +1,5 @@
 // Permission for the ports: what is asked for, in which order, what is reported and what comes back. The
-// calls below are in place of the kernel and of the controller's search, so that any of them can be refused.
+// calls below replace the kernel and the controller's search, so that any of them can be refused.
 #include "items/ports.h"
 
 #include <cstdint>
