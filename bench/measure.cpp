@@ -1,4 +1,4 @@
-// What a command costs, itself and all its children: run many times, told in one line.
+// What a command costs, itself and all its children: run many times, reported in one line.
 //   measure RUNS LINES OUTPUT COMMAND...
 // prints: least and median elapsed time, least and median CPU time (microseconds), and the resident memory of
 // the largest process (KiB). What it writes is appended to OUTPUT. It is ended by SIGTERM once it has written

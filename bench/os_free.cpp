@@ -1,4 +1,4 @@
-// A door that costs nothing: ports answer at once, the configuration lies in memory.
+// A door that costs nothing: ports answer at once, the configuration is in memory.
 #include "os_free.h"
 
 #include <cerrno>

@@ -1,6 +1,6 @@
 // The window's share, over a door that costs nothing: one tick of a full window (16 fans, 60 voltages,
 // 16 temperatures, 16 switches, all monitored) with each page on top, and the way from the readings to the
-// first picture. Readings change from tick to tick, so that every text and every chart is drawn anew. CPU
+// first picture. Readings change from tick to tick, so that every text and every chart is drawn again. CPU
 // time is that of the program, without the X server's. docs/performance.md has the figures.
 #include <benchmark/benchmark.h>
 #include <cstdio>
@@ -40,7 +40,7 @@ static std::string full_configuration() {
            "[Parameter]\nPARAMETER=L\nSLAVE=1\nOFFSET=2C\nBITMASK=30\n\n";
 }
 
-// Until the server has nothing more to say to what was drawn.
+// Until the server has dealt with everything that was drawn.
 static void handle_events() {
     do {
         while (gtk_events_pending())
@@ -86,7 +86,7 @@ static void show_picture() {
     const kestrel_context *k = myspKestrel;
     create_item_list(myapp1);
     build_All(myapp1, allItemDisps, k->system, k->items, k->item_count, k->parameters, k->parameter_count);
-    while (!mapped) // the window manager has its say before
+    while (!mapped) // the window manager comes first
         gtk_main_iteration();
     handle_events();
     g_signal_handlers_disconnect_by_func(myapp1, reinterpret_cast<gpointer>(note_map), &mapped);
@@ -108,7 +108,7 @@ static void show_page(int page) {
 
 constexpr int PAGES = 6;
 
-// With every page seen once: a list that was never shown is not measured out anew when it is filled.
+// With every page seen once: a list that was never shown is not measured again when it is filled.
 static void make_sure_of_window() {
     if (myapp1 == nullptr) {
         create_windows();

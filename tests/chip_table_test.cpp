@@ -142,7 +142,7 @@ TEST(ChipTable, CountsOfTheBottomOfTheScale) {
     }
 }
 
-// ---- What docs/adding-a-chip.md tells
+// ---- What docs/adding-a-chip.md says
 
 static std::string contents_of(const std::string &path) {
     std::ifstream file(path);
@@ -191,14 +191,14 @@ TEST(ChipDocument, TellsEveryCodeWithItsName) {
 TEST(ChipDocument, TellsEveryColumn) {
     const struct {
         const char *record;
-        const char *column; // in which it stands
+        const char *column; // in which it is listed
     } records[] = {{"chip", ""}, {"fan_scale", "fan."}, {"bank_select", "bank."}};
     std::string header = source("items/chips.h");
     for (const auto &row : records) {
         size_t begin = header.find(std::string("\nstruct ") + row.record + " {\n");
         ASSERT_NE(begin, std::string::npos) << row.record;
         std::string fields = header.substr(begin, header.find("\n};", begin) - begin);
-        // "type name", "type name = default" or "type (*name)(...)"; a comment may stand behind it
+        // "type name", "type name = default" or "type (*name)(...)"; a comment may follow it
         auto names = matches_of(fields, "\n    \\w[^/;=(]*(?:\\(\\*(\\w+)\\)|\\b(\\w+)(?: =[^;]*)?;)");
         EXPECT_GE(names.size(), 6u) << row.record;
         for (const auto &name : names) {
@@ -227,7 +227,7 @@ static double millivolts_told(const std::string &cell, double raw) {
     return step * raw - taken_off;
 }
 
-// Steps are told with two decimals, so 200 of them are right within 1 mV; the result is truncated.
+// Steps are given with two decimals, so 200 of them are right within 1 mV; the result is truncated.
 TEST(ChipDocument, TellsMillivoltsOfEveryVoltage) {
     constexpr uint32_t RAW = 200;
     constexpr unsigned NAMED_FUNCTIONS = 9;

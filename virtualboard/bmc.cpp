@@ -26,7 +26,7 @@ static std::string hex_of(const byte_string &bytes) {
     return text;
 }
 
-// One at a time: g++ 12 takes a ranged insert behind a braced list for an overflow.
+// One at a time: g++ 12 takes a ranged insert after a braced list for an overflow.
 static void append(byte_string *bytes, const uint8_t *more, size_t count) {
     for (size_t i = 0; i < count; i++)
         bytes->push_back(more[i]);
@@ -122,7 +122,7 @@ static byte_string sensor_reply(const bmc_device *bmc, const byte_string &data, 
 static byte_string built_in(bmc_device *bmc, int netfn, int command, const byte_string &data, double now_s,
                             bool *known) {
     switch (netfn << 8 | command) {
-    case 0x0601: // Get Device ID: IPMI version 2.0 stands as 0x02 in byte 5
+    case 0x0601: // Get Device ID: IPMI version 2.0 is 0x02 in byte 5
         return {COMPLETED, 0x20, 0x01, 0x01, 0x00, 0x02, 0xBF, 0x00, 0x00, 0x00, 0x00, 0x00};
     case 0x0637:
         return guid_reply(bmc);

@@ -38,7 +38,7 @@ struct bmc_device {
 };
 
 // The BMC's answer to a request (network function, command, data): completion code and data. `known` is
-// cleared for what the board says nothing of.
+// cleared for what the board does not describe.
 byte_string bmc_answer(bmc_device *bmc, const byte_string &request, double now_s, bool *known);
 
 // The two device files.

@@ -14,10 +14,10 @@ static std::vector<cell_step> steps_of(const toml::node &node) {
     for (const toml::node &element : array_of(node)) {
         const toml::array &pair = array_of(element);
         if (pair.size() != 2)
-            reject(element, "a step is [second, value]");
+            reject(element, "expected a step, as [second, value]");
         steps.push_back({number_of(pair[0]), byte_of(pair[1])});
         if (steps.size() > 1 && !(steps.back().at_s > steps[steps.size() - 2].at_s)) // "nan" is not later
-            reject(element, "a step comes later than the one before it");
+            reject(element, "a step must be later than the one before it");
     }
     return steps;
 }
@@ -43,24 +43,24 @@ static void read_swing(const toml::table &table, cell *c) {
     const toml::node *swing = table.get("swing");
     const toml::node *period = table.get("period");
     if (swing == nullptr && period != nullptr)
-        reject(*period, "a period belongs to a swing");
+        reject(*period, "a period without a swing");
     if (swing == nullptr)
         return;
     std::vector<uint8_t> ends = bytes_of(*swing);
     if (ends.size() != 2 || period == nullptr || !(number_of(*period) > 0)) // nor "nan"
-        reject(*swing, "a swing is { swing = [low, high], period = seconds }");
+        reject(*swing, "expected a swing, as { swing = [low, high], period = seconds }");
     c->swing_low = ends[0];
     c->swing_high = ends[1];
     c->period_s = number_of(*period);
 }
 
-// What gives a register its value, of which it has one at most.
+// A register takes its value from one of these at most.
 static void allow_one_source(const toml::node &node, const toml::table &table) {
     int sources = 0;
     for (const char *key : {"value", "values", "swing", "steps"})
         sources += table.contains(key) ? 1 : 0;
     if (sources > 1)
-        reject(node, "value, values, swing and steps: only one of them belongs here");
+        reject(node, "expected only one of value, values, swing and steps");
 }
 
 static cell cell_of(const toml::node &node) {
@@ -100,7 +100,7 @@ static register_map registers_of(const toml::node &node) {
     for (const auto &[key, value] : table_of(node)) {
         unsigned long reg;
         if (!number_in_key(key.str(), 0xFF, &reg))
-            reject(value, "\"" + std::string(key.str()) + "\" is no register: 0x00 to 0xFF belongs here");
+            reject(value, "\"" + std::string(key.str()) + "\" is not a register: expected 0x00 to 0xFF");
         registers[static_cast<uint8_t>(reg)] = cell_of(value);
     }
     return registers;
@@ -108,7 +108,7 @@ static register_map registers_of(const toml::node &node) {
 
 // ---- Chips with banks
 
-// Takes a key of a chip with banks; false for a key that is none of its.
+// Takes a key of a chip with banks; false for any other key.
 static bool read_chip_key(const toml::key &key, const toml::node &value, banked_chip *chip) {
     int bank = numbered(key.str(), "bank");
     if (key.str() == "bank_register")
@@ -144,7 +144,7 @@ static monitor_chip monitor_of(const toml::node &node) {
             reject_key(key, value, " of a monitor");
     }
     if (monitor.index_port == 0 || monitor.data_port == 0 || monitor.index_port == monitor.data_port)
-        reject(node, "a monitor has an index and a data port, and they differ");
+        reject(node, "a monitor needs an index port and a data port that differ");
     return monitor;
 }
 
@@ -154,7 +154,7 @@ static register_map configuration_registers_of(const toml::node &node) {
     register_map registers = registers_of(node);
     for (const auto &[reg, c] : registers)
         if (c.latch.written_bits != 0)
-            reject(node, "a configuration register clears no latch");
+            reject(node, "a configuration register cannot clear a latch");
     return registers;
 }
 
@@ -241,7 +241,7 @@ static smbus_adapter adapter_of(const toml::node &node) {
     if (const toml::node *base = table.get("base"))
         adapter.base = port_of(*base);
     if (const toml::node *slaves = table.get("slave"))
-        for (const toml::node &element : array_of(*slaves))
+        for (const toml::node &element : array_of(*slaves, "[[smbus.slave]]"))
             adapter.slaves.push_back(slave_of(element));
     return adapter;
 }
@@ -254,7 +254,8 @@ static bmc_reply reply_of(const toml::node &node) {
     const toml::node *request = table.get("request");
     const toml::node *reply = table.get("reply");
     if (request == nullptr || reply == nullptr)
-        reject(node, "a reply is { request = [netfn, command, ...], reply = [completion code, ...] }");
+        reject(node,
+               "expected a reply, as { request = [netfn, command, ...], reply = [completion code, ...] }");
     return {bytes_of(*request), bytes_of(*reply)};
 }
 
@@ -291,10 +292,10 @@ static bmc_transport transport_of(const toml::node &node) {
         return BMC_OPENIPMI;
     if (name == "qxbmc")
         return BMC_QXBMC;
-    reject(node, "openipmi or qxbmc belongs here");
+    reject(node, "expected openipmi or qxbmc");
 }
 
-// Adds to what an included file said of the BMC.
+// Adds to what an included file has about the BMC.
 static void read_bmc(const toml::node &node, bmc_device *bmc) {
     for (const auto &[key, value] : table_of(node)) {
         if (key.str() == "transport")
@@ -314,10 +315,10 @@ static void read_bmc(const toml::node &node, bmc_device *bmc) {
         else if (key.str() == "silent")
             bmc->silent = truth_of(value);
         else if (key.str() == "reply")
-            for (const toml::node &element : array_of(value))
+            for (const toml::node &element : array_of(value, "[[bmc.reply]]"))
                 bmc->replies.push_back(reply_of(element));
         else if (key.str() == "slave")
-            for (const toml::node &element : array_of(value))
+            for (const toml::node &element : array_of(value, "[[bmc.slave]]"))
                 bmc->slaves.push_back(bmc_slave_of(element));
         else
             reject_key(key, value, " of a BMC");
@@ -383,7 +384,7 @@ static int error_of(const toml::node &node, std::initializer_list<named_error> k
             return error.number;
         names += (names.empty() ? "" : " or ") + std::string(error.name);
     }
-    reject(node, names + " belongs here");
+    reject(node, "expected " + names);
 }
 
 static int port_error_of(const toml::node &node) {
@@ -402,7 +403,7 @@ static void read_refused(const toml::node &node, virtual_board *board) {
         else if (number_in_key(key.str(), 0xFFFF, &port))
             board->ioperm_errors[static_cast<uint16_t>(port)] = port_error_of(value);
         else
-            reject(value, "iopl, fork, waitpid or a port such as 0x295 belongs here");
+            reject(value, "expected iopl, fork, waitpid or a port such as 0x295");
     }
 }
 
@@ -465,7 +466,7 @@ static void read_included(const toml::node &node, const std::filesystem::path &p
         read_file(find_included(element, path), depth + 1, board);
 }
 
-// Takes a key of the machine around the devices; false for a key that is none of them.
+// Takes a key of the machine around the devices; false for any other key.
 static bool read_machine_key(const toml::key &key, const toml::node &value, const std::filesystem::path &path,
                              virtual_board *board) {
     if (key.str() == "shows")
@@ -492,9 +493,9 @@ static bool read_machine_key(const toml::key &key, const toml::node &value, cons
 }
 
 template <typename device>
-static void read_each(const toml::node &node, device (*device_of)(const toml::node &),
+static void read_each(const toml::node &node, const char *written, device (*device_of)(const toml::node &),
                       std::vector<device> *devices) {
-    for (const toml::node &element : array_of(node))
+    for (const toml::node &element : array_of(node, written))
         devices->push_back(device_of(element));
 }
 
@@ -502,20 +503,20 @@ static bool read_device_key(const toml::key &key, const toml::node &value, virtu
     if (key.str() == "superio") {
         board->superio = superio_of(value);
     } else if (key.str() == "monitor") {
-        read_each(value, monitor_of, &board->monitors);
+        read_each(value, "[[monitor]]", monitor_of, &board->monitors);
     } else if (key.str() == "ports") {
-        read_each(value, block_of, &board->blocks);
+        read_each(value, "[[ports]]", block_of, &board->blocks);
     } else if (key.str() == "smbus") {
-        read_each(value, adapter_of, &board->adapters);
+        read_each(value, "[[smbus]]", adapter_of, &board->adapters);
     } else if (key.str() == "pci") {
         board->pci.present = true;
-        read_each(value, pci_function_of, &board->pci.functions);
+        read_each(value, "[[pci]]", pci_function_of, &board->pci.functions);
     } else if (key.str() == "bmc") {
         read_bmc(value, &board->bmc);
     } else if (key.str() == "dmi") {
         read_dmi(value, &board->memory);
     } else if (key.str() == "memory") {
-        for (const toml::node &element : array_of(value))
+        for (const toml::node &element : array_of(value, "[[memory]]"))
             read_memory_range(element, &board->memory);
     } else {
         return false;
@@ -523,7 +524,7 @@ static bool read_device_key(const toml::key &key, const toml::node &value, virtu
     return true;
 }
 
-// Included files come first, so that a board's own values stand.
+// Included files come first, so that a board's own values win.
 static void read_file(const std::filesystem::path &path, int depth, virtual_board *board) {
     toml::table file = toml::parse_file(path.string());
     if (const toml::node *included = file.get("include"))

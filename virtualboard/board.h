@@ -1,6 +1,6 @@
 #pragma once
 // A virtual board: a directory with board.toml (its devices) and root/ (the files that the program sees). How
-// to write one stands in docs/virtual-board.md.
+// to write one is in docs/virtual-board.md.
 
 #include <cstdint>
 #include <filesystem>
@@ -18,7 +18,7 @@
 #include "smbus_adapter.h"
 #include "superio_chip.h"
 
-constexpr uint32_t LARGEST_UID = 0xFFFFFFFE; // all bits set is no user
+constexpr uint32_t LARGEST_UID = 0xFFFFFFFE; // all bits set is not a user
 
 struct shell_answer {
     std::string output;

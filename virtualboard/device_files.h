@@ -1,5 +1,5 @@
 #pragma once
-// The device files of a board: buses, a BMC, physical memory. A descriptor of theirs stands for the device.
+// The device files of a board: buses, a BMC, physical memory. Such a descriptor represents the device.
 
 #include <cstddef>
 #include <cstdint>

@@ -4,7 +4,7 @@
 
 #include <string>
 
-constexpr int SHORT_TRANSFER = -1; // in the place of an errno: half of the bytes
+constexpr int SHORT_TRANSFER = -1; // in place of an errno: half of the bytes
 constexpr int DIED_STATUS = 97;
 
 struct fault_plan {
@@ -15,7 +15,7 @@ struct fault_plan {
 
 void plan_faults(const fault_plan &plan); // the next call is number 1
 
-// Writes every call from now on into the file, one line each. False when it cannot be written.
+// Writes every call from now on into the file, one per line. False when it cannot be written.
 bool open_calls(const std::string &path);
 
 // Each is to be called once by a call of the door, before it does anything, with its name and arguments.
@@ -29,5 +29,5 @@ enum transfer_fault { WHOLE_TRANSFER, FAILED_TRANSFER, HALF_TRANSFER };
 // By one that cannot fail.
 [[gnu::format(printf, 1, 2)]] void count_call(const char *format, ...);
 
-// By the parent, behind a fork: the child's only call, its exec, has the next number.
+// By the parent, after a fork: the child's only call, its exec, has the next number.
 void leave_number_to_child();

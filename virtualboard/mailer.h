@@ -10,7 +10,7 @@ struct mail_command {
     unsigned hangs_s = 0; // how long it waits first, in real time
 };
 
-// The text of the script that lies at `place`. False, with errno, for a file that its owner may not execute.
+// The text of the script at `place`. False, with errno, for a file that its owner may not execute.
 bool read_script(const std::string &place, std::string *text);
 
 // Becomes /bin/bash, which runs `text` as the script `path`, with the private `root` as its directory. What

@@ -41,7 +41,7 @@ static const char *const help =
 [[noreturn]] static void refuse_option(const char *name) {
     fprintf(stderr,
             "kestrel-virtual: unknown option: %s\n"
-            "BOARD comes first, the options of kestrel behind it.\n"
+            "BOARD comes first, then the options of kestrel.\n"
             "Try: kestrel-virtual --help\n",
             name);
     exit(USAGE_STATUS);
@@ -73,7 +73,7 @@ static bool is_board(const std::filesystem::path &directory) {
     exit(0);
 }
 
-// A name is that of a board that comes with the program, else that of a directory here.
+// The name of a board that comes with the program, otherwise of a directory here.
 static std::filesystem::path find_board(const char *name) {
     if (strchr(name, '/') == nullptr && is_board(boards_directory() / name))
         return boards_directory() / name;
@@ -102,11 +102,11 @@ static time_t clock_of(const char *argument) {
     bool exists = real.tm_mday == given.tm_mday && real.tm_hour == given.tm_hour &&
                   real.tm_min == given.tm_min && real.tm_sec == given.tm_sec;
     if (end == nullptr || *end != '\0' || !exists)
-        refuse("--clock wants a time like \"2026-01-05 10:00:00\", not", argument);
+        refuse("--clock takes a time like \"2026-01-05 10:00:00\", not", argument);
     return time;
 }
 
-// 0 for what is no name of an errno.
+// 0 for what is not the name of an errno.
 static int error_named(const char *name) {
     constexpr int LAST_ERROR = 133;
     for (int error = 1; error <= LAST_ERROR; error++) {
@@ -118,7 +118,7 @@ static int error_named(const char *name) {
 }
 
 static const char *const FAIL_WANTS =
-    "--fail wants a number from 1 on, a colon, and \"short\" or the name of an errno, not";
+    "--fail takes a number from 1 on, a colon, and \"short\" or the name of an errno, not";
 
 static void take_failure(const char *argument, fault_plan *plan) {
     const char *colon = strchr(argument, ':');
@@ -154,7 +154,7 @@ static void take_argument(const char *name, const char *argument, virtual_option
     if (!wants_argument(name))
         refuse_option(name);
     if (argument == nullptr)
-        refuse("an argument is missing behind", name);
+        refuse("an argument is missing after", name);
     if (strcmp(name, "--trace") == 0) {
         options->trace_path = argument;
     } else if (strcmp(name, "--keep") == 0) {
@@ -169,17 +169,17 @@ static void take_argument(const char *name, const char *argument, virtual_option
         take_failure(argument, &options->faults);
     } else if (strcmp(name, "--die") == 0) {
         options->faults.die_at =
-            static_cast<unsigned>(whole_number("--die wants a number from 1 on, not", argument, 1, UINT_MAX));
+            static_cast<unsigned>(whole_number("--die takes a number from 1 on, not", argument, 1, UINT_MAX));
     } else if (strcmp(name, "--uid") == 0) {
         options->uid_given = true;
         options->uid = static_cast<uint32_t>(
-            whole_number("--uid wants a number from 0 to 4294967294, not", argument, 0, LARGEST_UID));
+            whole_number("--uid takes a number from 0 to 4294967294, not", argument, 0, LARGEST_UID));
     } else if (strcmp(name, "--speed") == 0) {
         options->speed = static_cast<unsigned>(
-            whole_number("--speed wants a number from 1 to 1000, not", argument, 1, MOST_SPEED));
+            whole_number("--speed takes a number from 1 to 1000, not", argument, 1, MOST_SPEED));
     } else if (strcmp(name, "--sleeps") == 0) {
         options->sleeps = static_cast<unsigned>(
-            whole_number("--sleeps wants a number from 1 on, not", argument, 1, UINT_MAX));
+            whole_number("--sleeps takes a number from 1 on, not", argument, 1, UINT_MAX));
     } else {
         options->clock_given = true;
         options->clock = clock_of(argument);

@@ -1,5 +1,5 @@
 #pragma once
-// The options of kestrel-virtual, which stand before the board's name; those of kestrel stand behind it.
+// The options of kestrel-virtual, which come before the board's name; those of kestrel come after it.
 
 #include <cstdint>
 #include <ctime>
@@ -29,6 +29,6 @@ constexpr int STRICT_STATUS = 99;
 constexpr int SILENT_BMC_STATUS = 98; // the program would wait for a reply for ever
 constexpr int USAGE_STATUS = 2;
 
-// Takes the virtual board's options and its name out of the arguments and leaves those of kestrel, behind the
+// Takes the virtual board's options and its name out of the arguments and leaves those of kestrel, after the
 // program's name "kestrel-virtual BOARD". --help, --list and mistakes end the process.
 virtual_options take_virtual_options(int *argc, char ***argv);

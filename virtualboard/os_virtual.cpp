@@ -285,7 +285,7 @@ static void check_device(const char *path) {
         report_unanswered("open %s", path);
 }
 
-static int read_half = -1; // a descriptor that has no more bytes, behind a short read
+static int read_half = -1; // a descriptor that has no more bytes after a short read
 
 static const char *outcome(bool failed) { return failed ? " failed" : ""; }
 

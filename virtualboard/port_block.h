@@ -1,5 +1,5 @@
 #pragma once
-// Registers that lie in I/O space as they are: port base + offset, with banks if the board names some.
+// Registers directly in I/O space: port base + offset, with banks if the board names some.
 
 #include <cstdint>
 

@@ -16,7 +16,7 @@ static bool make_directory(const std::filesystem::path &keep, std::string *error
     if (!keep.empty()) {
         std::filesystem::create_directories(keep, failed);
         if (failed || !std::filesystem::is_empty(keep, failed)) {
-            *error = keep.string() + ": a new or an empty directory belongs here";
+            *error = keep.string() + ": expected a new or an empty directory";
             return false;
         }
         root = std::filesystem::absolute(keep);
@@ -34,7 +34,7 @@ static bool make_directory(const std::filesystem::path &keep, std::string *error
     return true;
 }
 
-// Where the file lies in the copy, its directory made.
+// Where the file is in the copy, its directory made.
 static std::string place_of(const std::string &path) {
     std::string place = real_path(path.c_str());
     std::error_code failed; // then the file cannot be written either

@@ -6,7 +6,7 @@ void remember_signals(); // from now on; one that is ignored stays ignored
 int remembered_signal(); // 0: none came
 void sleep_unless_signalled(double seconds);
 
-// Between these two none is let in, not even to cut a sleep short. They nest.
+// Between these two no signal is let in, not even to cut a sleep short. They nest.
 void hold_signals();
 void release_signals();
 

@@ -1,6 +1,6 @@
 #pragma once
 // An SMBus host controller as the kernel shows it: /dev/i2c-N, with slaves behind it. Its status register
-// lies in I/O space at the controller's base.
+// is in I/O space at the controller's base.
 
 #include <cstdint>
 #include <vector>
@@ -23,7 +23,7 @@ struct smbus_adapter {
 };
 
 // The ioctls of the i2c-dev interface that the board understands; -1 with errno. `known` is cleared for a
-// slave or a register that the board says nothing of.
+// slave or a register that the board does not describe.
 int smbus_ioctl(smbus_adapter *adapter, unsigned long request, void *argument, double now_s, bool *known);
 
 // The controller's status register: what is written to it clears its bits.

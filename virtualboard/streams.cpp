@@ -9,7 +9,7 @@
 struct open_stream {
     FILE *file;
     std::string name;
-    bool is_full; // takes no more bytes, behind a short write
+    bool is_full; // takes no more bytes after a short write
 };
 
 static std::map<FILE *, open_stream *> open_streams;

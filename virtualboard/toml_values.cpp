@@ -30,7 +30,7 @@ void allow_keys(const toml::table &table, std::initializer_list<std::string_view
 int64_t integer_of(const toml::node &node, int64_t most) {
     auto value = node.value_exact<int64_t>();
     if (!value || *value < 0 || *value > most)
-        reject(node, "a whole number from 0 to " + std::to_string(most) + " belongs here");
+        reject(node, "expected a whole number from 0 to " + std::to_string(most));
     return *value;
 }
 
@@ -43,33 +43,33 @@ uint32_t dword_of(const toml::node &node) { return static_cast<uint32_t>(integer
 double number_of(const toml::node &node) {
     auto value = node.value<double>();
     if (!value)
-        reject(node, "a number belongs here");
+        reject(node, "expected a number");
     return *value;
 }
 
 std::string text_of(const toml::node &node) {
     auto value = node.value_exact<std::string>();
     if (!value)
-        reject(node, "a text belongs here");
+        reject(node, "expected text in quotes");
     return *value;
 }
 
 bool truth_of(const toml::node &node) {
     auto value = node.value_exact<bool>();
     if (!value)
-        reject(node, "true or false belongs here");
+        reject(node, "expected true or false");
     return *value;
 }
 
 const toml::table &table_of(const toml::node &node) {
     if (!node.is_table())
-        reject(node, "a table belongs here");
+        reject(node, "expected a table");
     return *node.as_table();
 }
 
-const toml::array &array_of(const toml::node &node) {
+const toml::array &array_of(const toml::node &node, const char *written) {
     if (!node.is_array())
-        reject(node, "a list belongs here");
+        reject(node, "expected a list" + std::string(*written != '\0' ? ", as " : "") + written);
     return *node.as_array();
 }
 

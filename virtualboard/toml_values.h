@@ -21,11 +21,11 @@ double number_of(const toml::node &node);
 std::string text_of(const toml::node &node);
 bool truth_of(const toml::node &node);
 const toml::table &table_of(const toml::node &node);
-const toml::array &array_of(const toml::node &node);
-std::vector<uint8_t> bytes_of(const toml::node &node); // at least one
+const toml::array &array_of(const toml::node &node, const char *written = ""); // "[[smbus]]": for the message
+std::vector<uint8_t> bytes_of(const toml::node &node);                         // at least one
 
 // A hexadecimal number as a key, such as 0x20.
 bool number_in_key(std::string_view key, unsigned long most, unsigned long *number);
 
-// The decimal number from 0 to 255 behind `prefix` in a key such as "bank4", or -1.
+// The decimal number from 0 to 255 after `prefix` in a key such as "bank4", or -1.
 int numbered(std::string_view key, std::string_view prefix);

@@ -1,5 +1,5 @@
 #pragma once
-// The trace of a run: every access in order, one stable line each. And what is said when nobody answers one.
+// The trace of a run: every access in order, one stable line each. Also the message when nothing answers one.
 
 #include <string>
 
@@ -10,7 +10,7 @@ void flush_trace(); // before a fork, and before a child gives way to another pr
 
 [[gnu::format(printf, 1, 2)]] void trace(const char *format, ...);
 
-// An access that the board neither answers nor declares absent: counted, and said on standard error the first
-// time.
+// An access that the board neither answers nor declares absent: counted, and reported on standard error the
+// first time.
 [[gnu::format(printf, 1, 2)]] void report_unanswered(const char *format, ...);
 unsigned unanswered_count();

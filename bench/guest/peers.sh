@@ -26,7 +26,7 @@ show() { # COMMAND VALUES COST TRANSACTIONS CPU-AGAIN TRANSACTIONS-AGAIN
   echo "measured $bus|$1|$2|$(echo "$3" | tr ' ' '|')|$4|$5|$6"
 }
 
-# A peer is a script that makes as many passes as it is told.
+# A peer is a script that makes as many passes as its argument says.
 peer() { # NAME VALUES SCRIPT
   local once count cpu counts passes=5
   once=$(cost 0 sh "$3" 1)

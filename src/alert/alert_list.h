@@ -1,6 +1,6 @@
 #pragma once
-// The alert messages that the user has not acknowledged: a doubly linked list, oldest first, behind a head
-// that carries no message. It lives in memory only. Every call takes a null node and then does nothing, or
+// The alert messages that the user has not acknowledged: a doubly linked list, oldest first, after a head
+// without a message. It is kept only in memory. Every call accepts a null node and then does nothing, or
 // returns null or -1.
 
 #include <cstdint>
@@ -12,22 +12,22 @@ struct alert_msg_node {
 };
 
 extern alert_msg_node *alert_msg_head;
-extern alert_msg_node *current_alert_msg_node; // the one that the window shows; the head while there is none
+extern alert_msg_node *current_alert_msg_node; // the one shown; the head if there is no message
 
-// A node with all fields null. Ends the program with status 255, after a line on standard output, without
-// memory.
+// A node with all fields null. If there is no memory, ends the program with status 255, after a line on
+// standard output.
 alert_msg_node *new_alert_msg_node();
 
-void free_alert_msg_node(alert_msg_node *node); // the node alone, not its message
+void free_alert_msg_node(alert_msg_node *node); // only the node, not its message
 
 // Diagnostic listing on standard output; the head must not be null.
 void list_alert_msg_node(const alert_msg_node *head);
 
-// Links the node behind the last one.
+// Links the node after the last one.
 void append_alert_msg_node(alert_msg_node *head, alert_msg_node *node);
 
 // Unlinks the node and releases its message and itself. The caller has moved current_alert_msg_node away
-// before.
+// first.
 void del_alert_msg_node(alert_msg_node *node);
 
 alert_msg_node *get_next_alert_msg_node(const alert_msg_node *node);

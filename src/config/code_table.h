@@ -1,6 +1,6 @@
 #pragma once
 // The names that the configuration file uses for numbers, and their codes. Codes repeat between groups on
-// purpose: a name's group is known from the key that it is given to.
+// purpose: a name's group is known from the key whose value it is.
 
 #include <cstdint>
 

@@ -21,5 +21,5 @@ bool read_ini_line(FILE *stream, ini_line *line);
 // The section that a line is the head of, NO_SECTION for any other line.
 ini_section section_of_head(const char *text);
 
-// Splits "KEY=value" at its first "=". False, arguments untouched, when there is none.
+// Splits "KEY=value" at its first "=". False, arguments untouched, if there is no "=".
 bool split_setting(const char *text, char key[INI_LINE_SIZE], const char **value);

@@ -5,7 +5,7 @@
 #include "hw/gpio.h"
 #include "hw/text.h"
 
-// Bytes in which the BIOS says what it was built for.
+// Bytes in which the BIOS records what it was built for.
 constexpr uint32_t BIOS_BOARD = 0xFFA41;
 constexpr uint32_t BIOS_OPTIONS = 0xFFA40;
 

@@ -1,6 +1,6 @@
 #pragma once
-// Boards whose older revisions have a master file of their own, and how a revision is told: by the board's
-// version string, a pin of the south bridge, or bits that the BIOS left in its area.
+// Boards whose older revisions have a master file of their own, and how a revision is recognised: by the
+// board's version string, a pin of the south bridge, or bits that the BIOS left in its area.
 
 #include <cstdint>
 
@@ -24,6 +24,6 @@ struct revision_rule {
 constexpr unsigned REVISION_RULES = 24;
 extern const revision_rule revision_rules[REVISION_RULES];
 
-// The master file for the board: that of the first rule that holds, else MASTER_INI. Only the rules of the
-// very product touch the machine.
+// The master file for the board: that of the first rule that holds, otherwise MASTER_INI. Only the rules
+// for this product touch the machine.
 const char *choose_master(const char *product, const char *version);

@@ -9,7 +9,7 @@
 #define KESTREL_INI_OLD "/etc/Kestrel.ini.old"
 #define KESTREL_INI_NEW "/etc/Kestrel.ini.new" // while it is written
 
-// Number fields of items and parameters hold this when the file gave no such key.
+// The value of number fields of items and parameters whose key is not in the file.
 constexpr uint32_t NOT_GIVEN = 0xFF;
 
 // Bits of a BusType: of the system (buses the board needs) and of an item (bus of its chip).

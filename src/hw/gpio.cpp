@@ -19,7 +19,7 @@
 // High and low byte of the I/O base of chip code 5, read once; 0, 0: not read yet.
 static uint32_t ChipCode5BaseAddr[2];
 
-// Without the entry sequence, on purpose: the chip's configuration is open all the time.
+// Without the entry sequence, on purpose: the chip's configuration is always open.
 static int find_chip_5_base(uint32_t logical_device) {
     uint8_t high;
     uint8_t low;
@@ -83,7 +83,7 @@ constexpr uint32_t DEVICE_STEP = 0x800; // from function 0 of a device to that o
 constexpr uint32_t MOST_DEVICES = 768;
 constexpr uint32_t IO_SPACE_FLAG = 1;
 
-// The GPIO base that stands in `base_register` of the first south bridge with one of these device ids, or 0.
+// The GPIO base in `base_register` of the first south bridge with one of these device ids, or 0.
 static uint32_t gpio_base(std::initializer_list<uint32_t> devices, uint32_t base_register) {
     os_iopl(3);
     for (uint32_t i = 0; i < MOST_DEVICES; i++) {
@@ -132,7 +132,7 @@ uint32_t findGpioBaseAddress() { return gpio_base({0x27B8, 0x3B14}, 0x48); }
 
 // ---- Physical memory
 
-// The line numbers are part of the messages, whatever lines stand here now; kept on purpose.
+// The line numbers are part of the messages, whatever the lines are now; kept on purpose.
 [[noreturn]] static void end_without_memory(int line) {
     int error = errno;
     fprintf(stderr, "Error at line %d, file %s (%d) [%s]\n", line, "gpio", error, strerror(error));

@@ -1,6 +1,6 @@
 #pragma once
-// General-purpose I/O pins of Super I/O chips and south bridges, and single bytes of physical memory: what
-// tells board revisions apart and what some switches hang on.
+// General-purpose I/O pins of Super I/O chips and south bridges, and single bytes of physical memory: they
+// distinguish board revisions, and some switches are wired to them.
 
 #include <cstdint>
 
@@ -14,7 +14,7 @@ int CheckGPIO28Hi();
 int CheckGPIO38Hi();
 int CheckGPIO39Hi();
 
-// The GPIO I/O base of the south bridge, 0 when there is none.
+// The GPIO I/O base of the south bridge, 0 if there is no south bridge.
 uint32_t findGpioBaseAddress();
 
 // The byte at a physical address. Ends the program with status 1 when /dev/mem cannot be used.

@@ -15,6 +15,6 @@ uint32_t pci_config_dword(uint32_t address);
 
 uint32_t pci_config_read(uint32_t bus, uint32_t device, uint32_t function, uint32_t reg);
 
-// Looks for a known SMBus controller on bus 0 and 1: returns 1 for an Intel one, else 0. `*base` is untouched
-// when none is found.
+// Looks for a known SMBus controller on bus 0 and 1: returns 1 for an Intel one, otherwise 0. `*base` is
+// untouched when no controller is found.
 uint8_t scan_device(uint32_t *base);

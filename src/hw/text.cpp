@@ -4,14 +4,14 @@
 
 static bool is_continuation(char c) { return (c & 0xC0) == 0x80; }
 
-// Bytes of the UTF-8 character that begins with `lead`; 1 for a byte that begins none.
+// Bytes of the UTF-8 character that begins with `lead`; 1 for a byte that does not begin one.
 static size_t character_length(char lead) {
     unsigned char byte = static_cast<unsigned char>(lead);
     return byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
 }
 
-// Where `text` is cut so that at most `limit` bytes stay and no UTF-8 character is broken; what is no UTF-8
-// is cut at the byte.
+// Where `text` is cut so that at most `limit` bytes stay and no UTF-8 character is broken; what is not
+// UTF-8 is cut at the byte.
 static size_t cut_at(const char *text, size_t limit) {
     size_t start = limit;
     while (start > 0 && limit - start < 3 && is_continuation(text[start]))

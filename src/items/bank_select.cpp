@@ -16,7 +16,7 @@ bool hasBankSelectRegister(const item_record *item) { return chip_of(item->ChipC
 
 bool useOtherBankSelection(const item_record *item) { return !chip_of(item->ChipCode)->bank.logged; }
 
-// The NCT7904D keeps readings in bank 0 and limits in bank 1; two status registers stand in bank 0 in any
+// The NCT7904D keeps readings in bank 0 and limits in bank 1; two status registers are in bank 0 in any
 // case.
 uint32_t wanted_bank_nct7904d(uint32_t kind, uint32_t reg) {
     if (reg == 202 || reg == 212)

@@ -1,6 +1,6 @@
 #pragma once
-// The guard of the chips' bank-select registers: it points the register back at the bank that an item's
-// register lives in when another program has moved it.
+// The guard of the chips' bank-select registers: it selects the bank of an item's register again when
+// another program has moved it.
 
 #include <cstdint>
 
@@ -11,16 +11,16 @@ extern uint32_t bNeedCheckBankSelectRegister;
 
 constexpr uint32_t KIND_READING = 0; // HIGH_LIMIT and LOW_LIMIT (limits.h) are the other kinds
 constexpr uint32_t MODE_AFTER_READ = 0;
-constexpr uint32_t MODE_BEFORE_READ = 1; // the mode changes nothing in what is done
+constexpr uint32_t MODE_BEFORE_READ = 1; // the mode makes no difference
 
 constexpr int GUARDED_PASSES = 3; // reads at most while the register keeps being moved
 
 bool hasBankSelectRegister(const item_record *item);
 bool useOtherBankSelection(const item_record *item); // true: corrections are not logged
 
-// The bank that `reg` lives in, 0xFFFFFFFF for a chip without one.
+// The bank of `reg`, 0xFFFFFFFF for a chip without banks.
 uint32_t whichBankSelection(uint32_t kind, const item_record *item, uint32_t reg);
 
-// 1 when the bank-select register was rewritten, else 0.
+// 1 when the bank-select register was rewritten, otherwise 0.
 int correctBankSelectRegister(uint32_t kind, uint32_t mode, const system_settings *system,
                               const item_record *item, uint32_t reg);

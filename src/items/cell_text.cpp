@@ -111,7 +111,7 @@ static void degrees_text(int64_t celsius, char cell[CELL_SIZE]) {
     snprintf(cell, CELL_SIZE, "%d'C / %d'F", shown_number(celsius), shown_number(fahrenheit(celsius)));
 }
 
-// "N/A" and the chip's words go before the degrees, which each page writes in its own way.
+// "N/A" and the chip's words come before the degrees, which each page writes in its own way.
 static void page_temperature_text(const item_display *display, char cell[CELL_SIZE],
                                   void (*write_degrees)(int64_t, char *)) {
     if (display->value == 0)
@@ -149,7 +149,7 @@ void summary_text(const item_display *display, char cell[CELL_SIZE]) {
         chart_reading_text(display, cell);
 }
 
-// Fans show their low limit alone, temperatures their high one: kept on purpose.
+// Fans show only their low limit, temperatures only their high one: kept on purpose.
 void chart_limit_text(const item_display *display, char line[LIMIT_LINE_SIZE]) {
     switch (display->cat) {
     case CAT_FAN:

@@ -17,7 +17,7 @@ void low_limit_text(const item_display *display, char cell[CELL_SIZE]); // empty
 // The value of a good reading: a number, a word or a switch's state.
 void status_text(const item_display *display, char cell[CELL_SIZE]);
 
-// ---- Texts of the window. A temperature of 0 is "N/A" there; a switch is "Bad" when it reads 1, else
+// ---- Texts of the window. A temperature of 0 is "N/A" there; a switch is "Bad" when it reads 1, otherwise
 // "Good".
 
 constexpr size_t LIMIT_LINE_SIZE = 100;

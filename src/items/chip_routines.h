@@ -12,7 +12,7 @@
 bool on_smbus(const item_record *item);
 bool on_superio(const item_record *item);
 
-// Raw values. The bus condition is a reader's first line, with what follows without that bus.
+// Raw values. The bus condition is a reader's first line, with what happens without that bus.
 int read_plain(const system_settings *system, const item_record *item, uint32_t *raw);
 int read_fan_low_high(const system_settings *system, const item_record *item, uint32_t *raw);
 int read_fan_w83793g(const system_settings *system, const item_record *item, uint32_t *raw);
@@ -68,7 +68,7 @@ int clear_nct7904d(const system_settings *system, item_record *item, const param
 
 int64_t speed_chip_6(uint32_t raw); // rpm
 
-// Voltage formulas, a set a family of chips.
+// Voltage formulas, one set per family of chips.
 extern const voltage_formulas volts_0;
 extern const voltage_formulas volts_1; // also 2
 extern const voltage_formulas volts_7;

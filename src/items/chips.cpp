@@ -10,7 +10,7 @@ static constexpr fan_scale FAN_16_BIT = {.numerator = 5400000, .valid_below = 65
 static constexpr fan_scale FAN_13_BIT = {
     .valid_below = ANY_COUNT, .stopped_count = 8191, .uses_divisor = false, .bottom_count = 8191};
 
-// Registers that live in the bank that the item names; every other register lives in bank 0.
+// Registers in the item's bank; every other register is in bank 0.
 static constexpr uint32_t none_banked[] = {NO_BANK};
 static constexpr uint32_t banked_1[] = {80, 83, 85, NO_BANK};
 static constexpr uint32_t banked_10[] = {80, 81, 83, 84, 85, 86, 87, NO_BANK};                 // also 24

@@ -1,5 +1,5 @@
 #pragma once
-// The chip table: one row a chip code, naming only in what the chip differs from the plain one. Numbers
+// The chip table: one row per chip code, listing only what differs from a plain chip. Numbers
 // differ as data, behaviour as a small function (chip_routines.h).
 
 #include <cstdint>
@@ -15,7 +15,7 @@ constexpr uint32_t NO_BANK = 0xFFFFFFFF;
 struct fan_scale {
     uint32_t numerator = 1350000;             // the counter's clock, 22.5 kHz, × 60 s
     uint32_t valid_below = 255;               // first count that is not valid
-    uint32_t stopped_count = NO_COUNT;        // one more that is not
+    uint32_t stopped_count = NO_COUNT;        // one more invalid count
     bool uses_divisor = true;                 // false: the divisor is 1 and is never read
     bool linear_divisor = false;              // a divisor field f means f + 1, not 2 to the power of f
     uint32_t top_count = 1;                   // the count of the top of the scale
@@ -23,12 +23,12 @@ struct fan_scale {
     int64_t (*speed)(uint32_t raw) = nullptr; // not null: the register holds a speed, not a count
 };
 
-// Millivolts of a raw value; false leaves the caller's value as it was.
+// Millivolts of a raw value; on false the caller's value is unchanged.
 using voltage_formula = bool (*)(uint32_t raw, double *millivolts);
 
 constexpr unsigned VOLTAGE_FUNCTIONS = 10; // the nine named ones and function 9 of chips 1 and 2
 
-// One formula a voltage function; where there is none the raw value is taken as it stands.
+// One formula per voltage function; without a formula the raw value is the result.
 struct voltage_formulas {
     voltage_formula function[VOLTAGE_FUNCTIONS] = {};
 };
@@ -40,7 +40,7 @@ struct bank_select {
     bool has_register = false;
     uint32_t reg = 0;
     uint32_t mask = 0; // bits of the bank field; 0: the register is never corrected
-    // The registers that live in the item's bank, all others in bank 0; nullptr: the chip has no wanted bank.
+    // The registers in the item's bank, all others being in bank 0; nullptr: the chip has no wanted bank.
     register_list banked = nullptr;
     uint32_t (*wanted)(uint32_t kind, uint32_t reg) = nullptr; // instead of `banked`
     bool logged = true;                                        // corrections are reported to the system log
@@ -68,7 +68,7 @@ struct chip {
     item_reader read_fan = nullptr;
     item_reader read_temp = nullptr;
     item_reader read_switch = nullptr;
-    item_reader read_smbus = nullptr; // in the place of the plain SMBus byte
+    item_reader read_smbus = nullptr; // in place of the plain SMBus byte
 
     limit_reader limit_fan = nullptr;
     limit_reader limit_temp = nullptr;
@@ -76,7 +76,7 @@ struct chip {
 
     latch_clear clear = nullptr; // null: not supported
 
-    // Words in the place of a temperature; null: the chip has none.
+    // Words in place of a temperature; null: the chip has no words.
     bool (*supports_text)(const system_settings *system, const item_record *item) = nullptr;
     int (*text)(const system_settings *system, const item_record *item, char *text) = nullptr;
 };
@@ -84,5 +84,5 @@ struct chip {
 // The row of a code; a code beyond the table gets a plain row.
 const chip *chip_of(uint32_t code);
 
-// For tests: the rows as they stand, CHIP_COUNT of them.
+// For tests: all rows, CHIP_COUNT of them.
 const chip *all_chips();

@@ -3,7 +3,7 @@
 #include "items/chip_routines.h"
 #include "items/chips.h"
 
-// The register counts pulses, two a turn, during 0.262 s.
+// The register counts pulses, two per revolution, during 0.262 s.
 int64_t speed_chip_6(uint32_t raw) { return static_cast<int64_t>(raw * 30.0 / 0.262); }
 
 int FANConvert(uint32_t count, uint32_t chip_code, uint32_t divisor, int32_t *rpm) {
@@ -20,7 +20,7 @@ int FANConvert(uint32_t count, uint32_t chip_code, uint32_t divisor, int32_t *rp
     return 0;
 }
 
-// As the processor does it: what does not fit gives the out-of-range integer.
+// As the processor does it: a value that does not fit gives the out-of-range integer.
 static int32_t truncated(double value) {
     if (!(value > -2147483649.0 && value < 2147483648.0))
         return INT32_MIN;

@@ -1,5 +1,5 @@
 #pragma once
-// The item display record: what the pages, the report and the alerts show of an item. One record an item, in
+// The item display record: what the pages, the report and the alerts show of an item. One record per item, in
 // item-table order; the limits are read when it is built, the value at every reading.
 
 #include <cstdint>
@@ -28,7 +28,8 @@ uint32_t get_item_cat(const item_record *item);
 uint32_t get_item_monitor(const item_record *item);
 uint32_t get_item_chipcode(const item_record *item);
 
-// A new array of records, each item read once with its limits; never freed in a run. nullptr without memory.
+// A new array of records, each item read once with its limits; never freed in a run. nullptr if there is no
+// memory.
 item_display *createItemDisps(const system_settings *system, const item_record *items, int32_t item_count,
                               const parameter_record *parameters, int32_t parameter_count);
 

@@ -13,7 +13,7 @@ static int set_port_level(int level) {
     return -1;
 }
 
-// A number that is no port is refused like one.
+// A number that is not a port counts as a refused port.
 static int set_port(uint32_t port, bool on) {
     return is_port(port, 0) ? os_ioperm(static_cast<uint16_t>(port), 1, on) : -1;
 }

@@ -32,7 +32,7 @@ static void print_row(const item_display *display, bool valid) {
     printf("%-25s %10s %10s %10s %10s\n", display->name, high, low, status, normal ? "        " : "Warning!");
 }
 
-// A reading that fails leaves the record as it was: the pages keep showing the last good value.
+// A reading that fails leaves the record unchanged: the pages keep showing the last good value.
 static bool refresh_display(item_display *display, const system_settings *system, const item_record *items,
                             int32_t item_count, const parameter_record *parameters, int32_t parameter_count,
                             const item_record *item) {

@@ -1,5 +1,5 @@
 // Millivolts of raw values. The factors of a formula are applied one after the other in the order in which
-// they stand: regrouping them changes the last bit, and with it some truncated millivolts.
+// they are written: regrouping them changes the last bit, and with it some truncated millivolts.
 #include "items/chip_routines.h"
 
 // Dividers before the inputs, R2 / (R1 + R2), and what they leave of the reference (1 - divider).
@@ -62,7 +62,7 @@ static bool step_016(uint32_t r, double *mv) { return times(mv, r, 0.016); }
 static bool step_024(uint32_t r, double *mv) { return times(mv, r, 0.024); }
 static bool step_048(uint32_t r, double *mv) { return times(mv, r, 0.048); }
 
-// Steps of 8 and 16 mV behind a divider, or multiplied
+// Steps of 8 and 16 mV after a divider, or multiplied
 static bool step_016_over_28_10(uint32_t r, double *mv) { return times_over(mv, r, 0.016, DIV_28_10); }
 static bool step_016_over_6k8_10(uint32_t r, double *mv) { return times_over(mv, r, 0.016, DIV_6K8_10); }
 static bool step_016_over_17_33(uint32_t r, double *mv) { return times_over(mv, r, 0.016, DIV_17_33); }
@@ -113,7 +113,7 @@ static bool lifted_232_10_of_16mv(uint32_t r, double *mv) {
     return true;
 }
 
-// Chips 9 and 14 leave the caller's value as it was for a VCCP below raw 16; kept on purpose.
+// Chips 9 and 14 leave the caller's value unchanged for a VCCP below raw 16; kept on purpose.
 static bool vccp_9(uint32_t r, double *mv) { return r >= 16 && times(mv, r, 0.00625); }
 
 static bool n12v_9(uint32_t r, double *mv) {
@@ -145,7 +145,7 @@ static bool vbat_13(uint32_t r, double *mv) {
     return true;
 }
 
-// Chip 21 takes a VCCP below raw 49 as 0.
+// Chip 21 reads a VCCP below raw 49 as 0.
 static bool vccp_21(uint32_t r, double *mv) { return times(mv, r < 49 ? 0 : r, 0.008); }
 
 // The places of a set are the voltage functions:

@@ -1,4 +1,4 @@
-// What a real shell makes of the mail script: whatever stands in names and addresses arrives as text, and no
+// What a real shell makes of the mail script: whatever is in names and addresses arrives as text, and no
 // command is run.
 #include <cstring>
 #include <filesystem>
@@ -149,7 +149,7 @@ TEST(MailByTheShell, HostileTextArrivesAsTextAndRunsNothing) {
         }
 }
 
-// At the end of the text, with nothing behind it, the shell ends the line itself.
+// At the end of the text, with nothing after it, the shell ends the line itself.
 TEST(MailByTheShell, HostileTextAtTheVeryEnd) {
     for (const char *hostile : HOSTILE) {
         std::string text = hostile;

@@ -13,7 +13,7 @@
 #define E_MAIL_TEST "#!/bin/bash\nmail -s \"Alert: E-mail Test!\" "
 #define INFORMATION " has the following health information:\n"
 
-// The script that a mail leaves behind.
+// The script that a mail leaves.
 static std::string script_of(mail_kind kind, const std::string &recipients, const std::string &name,
                              const std::string &body) {
     test_door::reset();

@@ -103,7 +103,7 @@ TEST(CodeTable, UnknownNamePrintsNothingOnStandardOutput) {
     EXPECT_EQ(output, "");
 }
 
-// The table ends with an empty name, which is no row of it.
+// The table ends with an empty name, which is not a row of it.
 TEST(CodeTable, EmptyNameFails) {
     uint32_t code = 0;
     EXPECT_EQ(test_door::captured_stderr([&code] { code = str2code(""); }), "str2code: Failure! \n");

@@ -157,7 +157,7 @@ TEST(Generate, LongProductNameIsNoBoard) {
               NOT_FOUND);
 }
 
-// It gets its name when it is whole and on the disk.
+// It gets its name when it is complete and on the disk.
 TEST(Generate, StepsComeInTheirOrder) {
     put_master("[_BOARD-1_]\n[SYSTEM]\nA=1\n");
     EXPECT_EQ(produce_kestrel_ini("BOARD-1", "1.0"), 0u);
@@ -219,7 +219,7 @@ TEST(GenerateFailure, MissingMasterIsNamed) {
         {"1.2", "Error: Cannot find the file '/etc/OldRevMB_3.ini'. \n"},
     };
     for (const auto &row : rows) {
-        put_master("[_H4DG-T_]\n[SYSTEM]\nA=1\n"); // the file of all boards is no help
+        put_master("[_H4DG-T_]\n[SYSTEM]\nA=1\n"); // the file of all boards does not help
         EXPECT_EQ(
             test_door::captured_stderr([&] { EXPECT_NE(produce_kestrel_ini("H4DG-T", row.version), 0u); }),
             row.message);
@@ -286,7 +286,7 @@ TEST(GenerateFailure, NothingIsCreatedForAnUnknownBoard) {
 
 constexpr int I2C_FD = 50;
 
-// Register 5E of the chip at `slave` holds `mode`; every other slave refuses.
+// Register 5E of the chip at `slave` is `mode`; every other slave refuses.
 static void put_chip(uint32_t slave, uint8_t mode) {
     test_door::reset();
     memset(i2c_bus_list, 0, sizeof i2c_bus_list);
@@ -415,7 +415,7 @@ TEST(ReviseForR2M, SlaveIsTheFirstItems) {
 TEST(ReviseForR2M, FirstItemOfAnotherChipMeansSlaveZero) {
     put_chip(0x2F, 3);
     std::vector<item_record> items = items_named(core_names);
-    items[0].ChipCode = 1; // the items behind it are not asked
+    items[0].ChipCode = 1; // the items after it are not asked
     EXPECT_EQ(test_door::captured_stderr([&] { revise(&items); }), "Error: ioctl(), slave=0x0\n");
     expect_item_names(items, core_names, "nothing answers at 0");
     put_chip(0, 3);
@@ -442,7 +442,7 @@ TEST(ReviseForR2M, OneReadOfTheModeRegister) {
     std::vector<item_record> items = items_named(core_names);
     revise(&items, 0xB);
     std::string log = test_door::take_log();
-    size_t first = log.find("slave "); // behind the opening of the bus, which is done once
+    size_t first = log.find("slave "); // after the bus was opened, which is done once
     ASSERT_NE(first, std::string::npos);
     EXPECT_EQ(log.substr(first), "slave 47\nregister 94\n");
     EXPECT_FALSE(test_door::has_file("/etc/Kestrel.ini"));

@@ -43,7 +43,7 @@ static void expect_lines(const std::string &name, const std::string &contents,
 TEST(IniLines, LongLinesComeInPiecesOf79) {
     const struct {
         size_t length;
-        std::vector<size_t> pieces;        // with a newline behind the line
+        std::vector<size_t> pieces;        // with a newline after the line
         std::vector<size_t> pieces_at_end; // as the last line, without one
     } rows[] = {
         {1, {1}, {1}},

@@ -261,7 +261,7 @@ TEST(PrintConf, DumpsTheThreeTables) {
 
     std::string output = test_door::captured_stdout([&] { print_conf(&system, items, 2, parameters, 3); });
 
-    // Each field in its width, with a blank behind it.
+    // Each field in its width, with a blank after it.
     std::string expected = "--- System ---\n"
                            "BusType=3\n"
                            "IndexReg=0x0295\n"

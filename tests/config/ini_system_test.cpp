@@ -159,7 +159,7 @@ TEST(SystemSection, HexNumbers) {
         {"0x", 0},
         {"x5", 0},
         {"TRUE", 0},
-        {"2E and more", 0x2E}, // up to the first character that is no digit
+        {"2E and more", 0x2E}, // up to the first character that is not a digit
         {"2Eh", 0x2E},
         {"2.5", 2},
         {" 2E", 0x2E},

@@ -206,7 +206,7 @@ TEST(ItemSection, RecordsComeInFileOrder) {
     read_items("[Item]\n"
                "ITEM_NAME=first\n"
                "SLAVE=1\n"
-               "[Item]\n" // straight behind the other
+               "[Item]\n" // right after the other
                "ITEM_NAME=second\n"
                "\n"
                "SLAVE=99\n" // in no section

@@ -86,7 +86,7 @@ TEST(RewriteMonitorLines, OnlyMonitorOneIsTrue) {
             << monitor;
 }
 
-// Each line stands in the section of one item that is not monitored.
+// Each line is in the section of one item that is not monitored.
 TEST(RewriteMonitorLines, KeyDecidesAndKeepsItsCase) {
     const struct {
         const char *line;
@@ -250,7 +250,7 @@ TEST(RewriteMonitorLines, NewFileThatCannotBeCreatedLeavesTheFile) {
     }
 }
 
-// The old file is closed first. It was only read: the new one is whole all the same.
+// The old file is closed first. It was only read: the new one is complete all the same.
 TEST(RewriteMonitorLines, OldFileThatCannotBeClosedIsNamed) {
     ini_write_result result = rewrite_with_failure("fclose", 1);
     EXPECT_EQ(result.failure, INI_NOT_CLOSED);
@@ -777,7 +777,7 @@ TEST(RewriteItemsPage, CarriageReturns) {
         // part of the value that is replaced, kept in any other line
         {"[System]\nPOLLING=5\r\nX=1\r\n\r\n", "[System]\nPOLLING=30\nX=1\r\n\r\n"},
         {"[System]\nX=1\r2\n\r\r\nPOLLING\r=5\n", "[System]\nX=1\r2\n\r\r\nPOLLING\r=5\n"},
-        // one at the very end stands for a line's end
+        // one at the very end is a line's end
         {"[System]\nX=1\r", "[System]\nX=1\n"},
         {"[System]\nX=1\r\r", "[System]\nX=1\r\n"},
         {"[System]\n\r", "[System]\n\n"},
@@ -787,7 +787,7 @@ TEST(RewriteItemsPage, CarriageReturns) {
         {"[Item]\nMONITOR=x\r", "[Item]\nMONITOR=TRUE\n"},
         {x77 + "\r", x77 + "\n"},
         {x77 + "xxyz\r", x77 + "xxyz\n"},
-        // the 79th character of a longer line is none
+        // the 79th character of a longer line is not one
         {x77 + "x\ry\n", x77 + "x\ry\n"},
         {x77 + "x\r\n", x77 + "x\r\n"},
         {x77 + "x\r\r\n", x77 + "x\r\r\n"},
@@ -1011,7 +1011,7 @@ TEST(SaveFailure, FailedRenameLeavesTheCopy) {
     }
 }
 
-// A disk that runs full in the middle, and has room again at the end: what comes behind the gap does not
+// A disk that runs full in the middle, and has room again at the end: what comes after the gap does not
 // count.
 TEST(SaveFailure, GapInALargeFileIsNoticed) {
     std::string large = CONFIGURED;
@@ -1030,7 +1030,7 @@ TEST(SaveFailure, GapInALargeFileIsNoticed) {
             }
 }
 
-// It was only read: the new file is whole all the same.
+// It was only read: the new file is complete all the same.
 TEST(SaveFailure, OldFileThatCannotBeClosedIsNamed) {
     for (const auto &page : saves) {
         put_configuration();
@@ -1043,7 +1043,7 @@ TEST(SaveFailure, OldFileThatCannotBeClosedIsNamed) {
     }
 }
 
-// The new file's failure is the one that matters, and the one that is told.
+// The new file's failure is the one that matters, and the one that is reported.
 TEST(SaveFailure, BothFilesFailing) {
     for (const auto &page : saves) {
         put_configuration();

@@ -52,7 +52,7 @@ struct configuration {
     int32_t parameter_count = 0;
 };
 
-// The section of a board, generated and loaded. The file stands in for all four, so that the section is that
+// The section of a board, generated and loaded. The file serves as all four, so that the section is that
 // of this file whatever the rules choose. Messages are failures.
 static configuration load(const std::string &master, const std::string &product) {
     test_door::reset();

@@ -32,7 +32,7 @@ static void fill_tables() {
     index_names(indexed_items, ITEMS, indexed_parameters, PARAMETERS);
 }
 
-// The place in the table, -1 for none.
+// The place in the table, -1 if it is not there.
 static int place_of(const parameter_record *found, const parameter_record *table) {
     return found == nullptr ? -1 : static_cast<int>(found - table);
 }
@@ -99,7 +99,7 @@ TEST(NameIndex, FirstItemOfAnId) {
     }
 }
 
-// A part of the indexed table is another table: what lies behind its end is not found.
+// A part of the indexed table is another table: what is beyond its end is not found.
 TEST(NameIndex, CountBoundsTheSearch) {
     fill_tables();
     EXPECT_EQ(place_of(find_last_parameter(indexed_parameters, 3, "Divisor1"), indexed_parameters), 2);

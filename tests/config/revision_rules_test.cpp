@@ -13,11 +13,11 @@ static const std::string OLD_2 = "/etc/OldRevMB_2.ini";
 static const std::string OLD_3 = "/etc/OldRevMB_3.ini";
 static const std::string ALL = "/etc/AllKestrel.ini";
 
-// ---- A machine with a south bridge (mechanism 1 at ports CF8 and CFC) whose GPIO block lies at 0480, and
+// ---- A machine with a south bridge (mechanism 1 at ports CF8 and CFC) whose GPIO block is at 0480, and
 // ---- with the two bytes that the BIOS leaves
 
 struct machine {
-    uint32_t bridge; // PCI device id, 0: none
+    uint32_t bridge; // PCI device id, 0: no bridge
     uint32_t selects_input;
     uint32_t level;
     uint32_t second_level; // of pins 32 to 63
@@ -162,7 +162,8 @@ TEST(RevisionRules, Pins38And39MustBeHigh) {
     }
 }
 
-// ---- By bits that the BIOS left. Each row says for which of the byte's low three bits the rule holds; the
+// ---- By bits that the BIOS left. Each row has the values of the byte's low three bits for which the rule
+// matches; the
 // ---- other bits and the other byte do not matter.
 
 TEST(RevisionRules, BitsOfTheBoardByte) {

@@ -1,6 +1,6 @@
 #!/bin/bash
 # desktop_test.sh SOURCE_DIR BUILD_DIR: the files of the desktop are valid, and kestrel-pkexec starts what it should. The
-# wrapper runs with stand-ins for pkexec, the program and `id`, so nobody is asked and nothing is started.
+# wrapper runs with stand-ins for pkexec, the program and `id`, so that no password is asked for and nothing is started.
 set -euo pipefail
 desktop=$1/data/desktop
 scratch=$(mktemp -d "$2/desktop_test.XXXXXX")
@@ -8,7 +8,7 @@ trap 'rm -rf "$scratch"' EXIT
 # shellcheck source=tests/support/check.sh
 . "$(dirname "$0")/../support/check.sh"
 
-# silent WHAT COMMAND...: it succeeds and has nothing to say.
+# silent WHAT COMMAND...: it succeeds and prints nothing.
 silent() {
   local what=$1 output status=0
   shift
@@ -44,7 +44,7 @@ check "the policy is for the program that the wrapper starts" "$program" "$(xmll
 # ---- The wrapper
 
 mkdir "$scratch/bin" "$scratch/sbin"
-# stand_in FILE: says its name, the display, the key and its arguments, and ends with 7.
+# stand_in FILE: prints its name, the display, the key and its arguments, and ends with 7.
 stand_in() {
   cat >"$1" <<'STAND_IN'
 #!/bin/sh

@@ -1,6 +1,6 @@
 # blocks.awk -v into=DIR [-v manual=1] DOCUMENT: takes the examples out of a Markdown document or a manual page. Each becomes
 # two files, DIR/0001.head (its line and the words of its marker) and DIR/0001.text; a "board:" remark is one, too.
-# What has no marker is said on standard output as "LINE: what".
+# What has no marker is reported on standard output as "LINE: what".
 
 function say(what) { print NR ": " what }
 function open_block(words) {
@@ -31,11 +31,11 @@ manual && block { add(plain($0)); next }
 manual && /^\.\\" board: / { board($3); next }
 manual && /^\.\\" example: / { words = substr($0, 14); next }
 manual && /^\.Bd .*-(literal|unfilled)/ { if (words == "") say("an example without a marker"); open_block(words == "" ? "text" : words) }
-manual && words != "" { if (!/^\.Bd/) say("a marker without an example behind it"); words = "" }
+manual && words != "" { if (!/^\.Bd/) say("a marker without an example after it"); words = "" }
 manual && /^\.Dl/ { say("a .Dl: use .Bd -literal with a marker") }
 manual { next }
 
-# Markdown: a block between fences, with WORDS behind the first one. One that is only indented cannot have a marker.
+# Markdown: a block between fences, with WORDS after the first one. One that is only indented cannot have a marker.
 block && /^ *```$/ { end_block(); next }
 block { add(substr($0, 1, indent) ~ /^ *$/ ? substr($0, indent + 1) : $0); next }
 /^ *```/ {

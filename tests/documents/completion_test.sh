@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# completion_test.sh SOURCE_DIR BUILD_DIR: what Bash offers on the tab key behind kestrel and kestrel-virtual. Each case runs in
-# a clean Bash that stops at unset variables; what it says on standard error counts as offered.
+# completion_test.sh SOURCE_DIR BUILD_DIR: what Bash offers on the tab key after kestrel and kestrel-virtual. Each case runs in
+# a clean Bash that stops at unset variables; what it prints on standard error counts as offered.
 # shellcheck disable=SC1003,SC2016 # quotes and dollars are what it is about
 set -euo pipefail
 completion=$(cd "$1/data/completion" && pwd)
@@ -12,7 +12,7 @@ trap 'rm -rf "$scratch"' EXIT
 . "$(dirname "$0")/../support/check.sh"
 cd "$scratch"
 
-# clean_bash COMMANDS WORD...: the last WORD is the one behind which the tab key was pressed.
+# clean_bash COMMANDS WORD...: the last WORD is the one after which the tab key was pressed.
 clean_bash() {
   env -i PATH="$PATH" HOME="$scratch/home" LC_ALL=C.UTF-8 bash --noprofile --norc -u -c '
     commands=$1
@@ -164,7 +164,7 @@ kestrel_offers "a file without switches" "" empty.ini -r ''
 kestrel_offers "no file" "" missing.ini -r ''
 mkdir directory.ini
 kestrel_offers "a directory" "" directory.ini -r ''
-# Root may read any file, so it becomes somebody else, who must be let into the directory.
+# Root may read any file, so it becomes another user, who must be let into the directory.
 as_user=()
 [ "$(id -u)" != 0 ] || as_user=(setpriv --reuid=65534 --regid=65534 --clear-groups)
 unreadable=$(mktemp -d "${TMPDIR:-/tmp}/completion_test.XXXXXX")

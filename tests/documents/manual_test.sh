@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # manual_test.sh SOURCE_DIR BUILD_DIR: the manual pages are well-formed, and complete: every option, key, name, chip code, rule
-# and message of the program stands in them, as the program has it. Says what is missing.
+# and message of the program is in them, as the program has it. Prints what is missing.
 set -euo pipefail
 source=$(cd "$1" && pwd)
 build=$(cd "$2" && pwd)
@@ -19,7 +19,7 @@ shows() {
   [[ $1 == *"$2"* ]]
 }
 
-# at_least NUMBER WHAT: so many things were looked at since the last time; fewer mean that the source is read wrongly.
+# at_least NUMBER WHAT: so many things were checked since the last time; fewer mean that the source was read wrongly.
 at_least() {
   [ "$checked" -ge "$1" ] || fail "only $checked $2 were found in the source"
   checked=0
@@ -57,7 +57,7 @@ done < <("$program" w83627hf -h | grep -o ' -[a-z]\b')
 at_least 6 "options of kestrel"
 
 options=$(plain 78 kestrel-virtual.1)
-# An option, with the word that stands for its argument on the help page.
+# An option, with the word for its argument on the help page.
 while read -r option argument; do
   argument=${argument,,}
   grep -q "^     $option${argument:+ $argument}\(  \|,\|$\)" <<<"$options" ||
@@ -117,7 +117,7 @@ at_least 6 "pairs of names"
 shows "$ini" "FAN1H 168 to FAN16H 183" || fail "Kestrel.ini(5) does not have the names of fan limits"
 at_least 1 "fan limits"
 
-# ---- Chips: a row for each code, which says what the chip's row in the source has
+# ---- Chips: a row for each code, which has what the chip's row in the source has
 
 chip_rows=$(plain 400 Kestrel.ini.5 | sed -n '/^CHIPS/,/A higher code/p')
 voltage_chips=$(plain 78 Kestrel.ini.5 | sed -n '/chip *P12V/,/^ *a: /p' | cut -c 6-12 | tr ',\n' '  ')

@@ -1,5 +1,5 @@
 # same-lines.awk EXPECTED SEEN: status 0 when the lines are the same. Blanks at their ends do not count; a line "..." in
-# EXPECTED stands for any number of lines.
+# EXPECTED means any number of lines.
 
 { sub(/[ \t]+$/, "") }
 FILENAME == ARGV[1] { expected[++wanted] = $0; next }

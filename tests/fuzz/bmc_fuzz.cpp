@@ -17,7 +17,7 @@ constexpr uint32_t BYTE = 0xFF;
 constexpr uint32_t WORD = 0xFFFF;
 static uint32_t value;
 
-// A command that succeeded gave a number of its width, one that failed gave none.
+// A command that succeeded gave a number of its width, one that failed gave no number.
 static void judge(int status, uint32_t most) {
     expect(status == 0 ? value <= most : value == UNTOUCHED, "a value exactly when the command succeeded");
     value = UNTOUCHED;
@@ -88,7 +88,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     forget_the_kind();
     fuzz_door::put_bmc(true);
     fuzz_door::put_stream(data + 2, size - 2);
-    if (IpmiInit() != 0) // over the maker's driver when its Get Device ID is answered, else over OpenIPMI
+    if (IpmiInit() !=
+        0) // over the maker's driver when its Get Device ID is answered, otherwise over OpenIPMI
         return 0;
     read_an_item(data[0], data[1]);
     ask_every_command();

@@ -1,4 +1,5 @@
-// A BIOS area whose entry point lies in every field. An input is twelve bytes, then the bytes of the table:
+// A BIOS area whose entry point may be in every field. An input is twelve bytes, then the bytes of the
+// table:
 //   0      what fails behind the door (memory_fault)
 //   1      CHOICE_... bits
 //   2-3    the paragraph of the BIOS area with the entry point
@@ -17,8 +18,8 @@ constexpr uint32_t BIOS_AREA_SIZE = 0x10000;
 
 enum choice : unsigned {
     CHOICE_RAW = 0x01,       // no entry point is made: the bytes are the BIOS area from the paragraph on
-    CHOICE_ASTRAY = 0x02,    // the bytes lie behind the entry point, whatever it says
-    CHOICE_TWICE = 0x04,     // an entry point without structures stands before the other
+    CHOICE_ASTRAY = 0x02,    // the bytes follow the entry point, whatever it says
+    CHOICE_TWICE = 0x04,     // an entry point without structures comes before the other
     CHOICE_DMIDECODE = 0x08, // the bytes are what dmidecode says, too
     CHOICE_ZEROED =
         0x10, // the memory beside them is 0, not that of an erased flash; the search takes longer then

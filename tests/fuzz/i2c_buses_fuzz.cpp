@@ -22,7 +22,7 @@ static void judge_buses() {
     }
 }
 
-// Nothing of what the files say gets into a command, but by the names in the program's own table.
+// Nothing from the files gets into a command, except the names in the program's own table.
 static void judge_commands() {
     static const char *const known[] = {
         "modprobe i2c-i801 2>/dev/null",    "modprobe i2c-piix4 2>/dev/null",

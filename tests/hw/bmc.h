@@ -24,7 +24,7 @@ constexpr int MAKER_FD = 50;
 constexpr int OPENIPMI_FD = 51;
 constexpr size_t ALL = SIZE_MAX;
 
-// What the driver leaves in the buffer, and how many of these bytes it says are the reply: what lies behind
+// What the driver leaves in the buffer, and how many of these bytes it says are the reply: what is behind
 // them is a lure for whoever reads past the end.
 struct reply {
     std::string bytes;
@@ -58,7 +58,8 @@ inline std::string bytes(std::initializer_list<int> values) {
     return text;
 }
 
-// Puts the next reply into `buffer`; the number of bytes that are said to have come, -1 when none is planned.
+// Puts the next reply into `buffer`; the number of bytes that are reported to have come, -1 when none is
+// planned.
 inline int64_t next_reply(void *buffer, size_t capacity) {
     if (replies.empty()) {
         ADD_FAILURE() << "a command that no reply was planned for";

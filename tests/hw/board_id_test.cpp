@@ -208,7 +208,7 @@ TEST(BoardIdTable, BaseBoardWithoutItsTerminators) {
     expect_names(names, "BRIGANTINE", "H4DG-8", "1.3"); // the serial number is the one that breaks off
 }
 
-// The next structure begins behind the first pair of NULs from the end of the formatted area on.
+// The next structure begins after the first pair of NULs from the end of the formatted area on.
 TEST(BoardIdTable, ShortStructuresAreStepped) {
     for (char length : {'\0', '\x01', '\x03', '\x04', '\x05'}) {
         test_door::reset();
@@ -254,7 +254,7 @@ TEST(BoardIdTable, BaseBoardOfAnOddLengthIsHarmless) {
         }
 }
 
-// The string numbers that a base board without room for them would have lie behind the table.
+// The string numbers that a base board without room for them would have are beyond the table.
 TEST(BoardIdTable, BaseBoardThatIsTheWholeTable) {
     for (size_t length = 4; length <= 8; length++) {
         test_door::reset();
@@ -388,7 +388,7 @@ TEST(BoardIdFailure, TableThatCannotBeMappedByItsLength) {
     expect_names(names, "", "", "");
 }
 
-// A page that does not come is read again by its paragraphs: nothing was missed, so nothing is said.
+// A page that does not come is read again by its paragraphs: nothing was missed, so nothing is reported.
 TEST(BoardIdFailure, PageThatDoesNotComeIsReadInParagraphs) {
     test_door::reset();
     put_table(ENTRY, TABLE, maker_board, 1);
@@ -421,7 +421,7 @@ TEST(BoardIdFailure, ShortReadIsReportedAndTheScanGoesOn) {
     EXPECT_EQ(sizes_of_reads({0, 15}, "Error: read\n"), expected);
 }
 
-// Two paragraphs came and half of a third, which is told of; 253 are left of the page.
+// Two paragraphs came and half of a third, which is reported; 253 are left of the page.
 TEST(BoardIdFailure, PageThatBreaksOff) {
     std::vector<size_t> expected = {4096};
     expected.insert(expected.end(), 253, 16);
@@ -544,7 +544,7 @@ TEST(BoardIdForce, NothingFoundLeavesTheNames) {
     EXPECT_EQ(test_door::take_log(), other_table_log() + search_log(8) + search_log(8) + search_log(8));
 }
 
-// Only the string's own characters are copied: the tail of what stood there stays.
+// Only the string's own characters are copied: the tail of what was there stays.
 TEST(BoardIdForce, ShorterNameLeavesTheTailOfTheLongerOne) {
     put_other_board();
     test_door::put_memory(0xF5000, base_board("BRIGANTINE", "H4DG", "1.3"));
@@ -616,7 +616,7 @@ TEST(BoardIdForce, NotARecordOfTheBoard) {
         EXPECT_EQ(get_mb_info_by_force(names.manufacturer, names.product, names.version), 0)
             << testing::PrintToString(bytes);
         expect_names(names, "", "", "");
-        // The search goes on behind it, in the same block and in later ones.
+        // The search goes on after it, in the same block and in later ones.
         for (uint32_t address : {0xF5400u, 0xFB000u}) {
             test_door::put_memory(address, base_board("Brigantine", "H4DG-8", "1.3"));
             board_names found;
@@ -771,7 +771,7 @@ TEST(BoardIdSearch, RefusedUnmappingIsNull) {
     EXPECT_EQ(found, nullptr);
 }
 
-// ---- Random damage: whatever the table says, nothing is read beyond it and the walk ends. (The test's
+// ---- Random damage: whatever is in the table, nothing is read beyond it and the walk ends. (The test's
 // ---- mappings end where the table ends, so that a sanitizer sees one byte more.)
 
 TEST(BoardIdTable, RandomDamageIsHarmless) {

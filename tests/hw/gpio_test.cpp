@@ -91,7 +91,7 @@ TEST(SuperGpio, ChipFiveIsReadAtABaseThatIsReadOnce) {
     EXPECT_EQ(ReadSuperGPIO(5, 0x07, 0x03, &value), -1);
     EXPECT_EQ(value, UNTOUCHED);
 
-    for (int half : {1, 2}) { // high and low byte of the base: half a base is none
+    for (int half : {1, 2}) { // high and low byte of the base: half a base is not a base
         attach_superio();
         superio = {{0x60, 0x0C}, {0x61, 0x20}};
         test_door::fail_call("inb", half, EIO);
@@ -133,7 +133,7 @@ TEST(SuperGpio, ChipFiveIsReadAtABaseThatIsReadOnce) {
     EXPECT_EQ(ReadSuperGPIO(5, 0x07, 0x03, &value), -1);
     EXPECT_EQ(value, UNTOUCHED);
 
-    // Sums beyond 0xFFFF are no ports: cut to 32 or 16 bits they would be 0x0070 and 0x0000.
+    // Sums beyond 0xFFFF are not ports: cut to 32 or 16 bits they would be 0x0070 and 0x0000.
     test_door::take_log();
     EXPECT_EQ(ReadSuperGPIO(5, 0x07, 0xFFFFF660, &value), -1);
     EXPECT_EQ(ReadSuperGPIO(5, 0x07, 0xF5F0, &value), -1);
@@ -233,7 +233,7 @@ static std::string read_of(uint32_t address, uint32_t dword) {
     return lines;
 }
 
-// The walk over function 0 of the first devices, none of which is there.
+// The walk over function 0 of the first devices, which do not exist.
 static std::string walk_over(uint32_t devices) {
     std::string log;
     for (uint32_t i = 0; i < devices; i++)
@@ -476,7 +476,7 @@ TEST(PostComplete, RefusedPortsAreNotWritten) {
     EXPECT_EQ(levels[0x050C], 0xFFFFFFFFu);
 }
 
-// Sums beyond 0xFFFF are no ports: cut to 16 bits they would be somebody else's.
+// Sums beyond 0xFFFF are not ports: cut to 16 bits they would be another device's.
 TEST(GpioNoPort, NothingIsTouched) {
     test_door::reset();
     EXPECT_EQ(getIpmiBiosPostCmplGpioState(0xFFFFFFFE, 5), 0u);

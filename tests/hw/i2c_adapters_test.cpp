@@ -73,7 +73,7 @@ TEST(I2cAdaptersNodes, NoneIsReportedAndEndsTheSearch) {
     test_door::reset();
     test_door::put_file(PCI, pci_line(0x8086, 0x2930, 3));
     test_door::put_file(MODULES, "");
-    test_door::put_file("/dev/i2c-1", ""); // only bus 0 tells
+    test_door::put_file("/dev/i2c-1", ""); // only bus 0 counts
     const char message[] = "Error: no i2c device files found. Please use mkdev.sh to create them.\n";
     EXPECT_EQ(errors_of(-1), message);
     EXPECT_EQ(test_door::captured_stderr([] { EXPECT_EQ(init_conf(), -1); }), message);
@@ -112,7 +112,7 @@ TEST(I2cAdapters, OlderPciListIsNoHelp) {
 TEST(I2cAdapters, MissingModuleListFailsSilently) {
     start();
     test_door::put_file(PCI, pci_line(0x8086, 0x2930, 3));
-    test_door::fail_call("fopen", 2, ENOENT); // behind the PCI list
+    test_door::fail_call("fopen", 2, ENOENT); // after the PCI list
     EXPECT_EQ(errors_of(-1), "");
     EXPECT_EQ(test_door::take_log(), "") << "no driver is loaded then";
     test_door::reset();

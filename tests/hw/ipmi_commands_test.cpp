@@ -98,7 +98,7 @@ TEST(BmcCommands, CompletionCodeFails) {
         }
 }
 
-// The bytes that are missing lie in the buffer all the same, as an earlier reply's would.
+// The bytes that are missing are in the buffer all the same, as an earlier reply's would.
 TEST(BmcCommands, ShortReplyFails) {
     bmc::open_openipmi();
     for (const command_row &row : COMMANDS)
@@ -172,7 +172,7 @@ TEST(BmcCommands, FailedWaitOrReceiveNeverGivesThePreviousReply) {
         }
 }
 
-// A receive that claims a reply but writes none.
+// A receive that claims a reply but writes nothing.
 TEST(BmcCommands, ReplyThatWasNotWrittenFails) {
     bmc::open_openipmi();
     for (const command_row &row : COMMANDS) {
@@ -201,7 +201,7 @@ TEST(BmcCommands, UnmarkedWaitFails) {
 TEST(BmcCommands, MessageIdsRunFromTwoAndWrapToTwo) {
     bmc::open_openipmi();
     struct {
-        int32_t before; // 0: as it stands
+        int32_t before; // 0: as it is
         int64_t id;
         int32_t after;
     } rows[] = {{0, 2, 3}, {0, 3, 4}, {255, 255, 256}, {65534, 65534, 65535}, {0, 65535, 2}, {0, 2, 3}};

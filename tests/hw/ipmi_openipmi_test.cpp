@@ -258,7 +258,7 @@ TEST(OpenIpmiOpen, AcceptsEveryVersion) {
     }
 }
 
-// The version stands in byte 5, behind the completion code.
+// The version is in byte 5, after the completion code.
 TEST(OpenIpmiOpen, AReplyWithoutTheVersionIsNoBmc) {
     for (size_t length = 1; length <= 12; length++) {
         bmc::machine_with(false, true);
@@ -272,7 +272,7 @@ TEST(OpenIpmiOpen, FailsWhenTheDeviceIdCannotBeSentOrReceived) {
     struct {
         const char *call;
         int nth;
-        const char *log; // behind the three opens
+        const char *log; // after the three opens
         const char *said;
     } rows[] = {
         {"ioctl", 1, "", "Error: ioctl(), errno=5\n"},                  // EIO is 5
@@ -500,7 +500,7 @@ TEST(BmcKind, ShortGuidIsOfNoKind) {
     }
 }
 
-// Six bytes tell most kinds; eight the one whose GUID is not text.
+// Six bytes identify most kinds; eight the one whose GUID is not text.
 TEST(BmcKind, GuidOfJustTheTellingBytesIsEnough) {
     for (const guid_row &row : GUIDS) {
         if (strchr(row.flags, '1') == nullptr)

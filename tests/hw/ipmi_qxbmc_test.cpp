@@ -17,7 +17,7 @@ struct handed_over {
 static handed_over last;
 static int calls;
 
-// A driver that answers with `bytes`, of which it says `count` came, and returns `result`.
+// A driver that answers with `bytes`, of which it reports that `count` came, and returns `result`.
 static void attach_driver(const std::string &bytes, uint64_t count, int result = 0) {
     test_door::reset();
     last = {};
@@ -329,7 +329,7 @@ TEST(MakerRead, FailedTransferNeverGivesThePreviousReply) {
     EXPECT_EQ(IpmiRead(0x2D, 0x20, &value), -1);
     EXPECT_EQ(value, UNTOUCHED);
     EXPECT_EQ(IpmiWrite(0x2D, 0x20, 1), -1);
-    attach_driver("", 2); // says two bytes, writes none
+    attach_driver("", 2); // reports two bytes, writes nothing
     EXPECT_EQ(IpmiRead(0x2D, 0x20, &value), -1);
     EXPECT_EQ(value, UNTOUCHED);
 }

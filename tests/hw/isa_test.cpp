@@ -321,7 +321,7 @@ TEST(IsaRoute, AnyNonZeroHandleAndFlagCount) {
     hDevice = 0;
 }
 
-// Cut to sixteen bits, they would be somebody else's ports.
+// Cut to sixteen bits, they would be other devices' ports.
 TEST(IsaRoute, NumbersThatAreNoPortsAreNotTouched) {
     const struct {
         uint32_t index;

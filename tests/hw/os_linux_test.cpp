@@ -257,7 +257,7 @@ TEST(Files, WhatCannotBeLookedAtMayBeThere) {
     EXPECT_TRUE(os_exists((here + "/file").c_str()));
     EXPECT_FALSE(os_exists((here + "/none").c_str()));
     EXPECT_FALSE(os_exists((here + "/file/none").c_str()));               // ENOTDIR
-    EXPECT_TRUE(os_exists((here + "/" + std::string(300, 'x')).c_str())); // ENAMETOOLONG: nobody can tell
+    EXPECT_TRUE(os_exists((here + "/" + std::string(300, 'x')).c_str())); // ENAMETOOLONG: it cannot be known
 }
 
 // ---- Standard streams
@@ -382,7 +382,7 @@ TEST(Ports, WithoutPermissionNoInstructionIsExecuted) {
     EXPECT_EQ(dword, 0x5A5A5A5Au);
 }
 
-// As somebody who may not: what was refused is not taken for granted.
+// As a user who may not: what was refused does not count as granted.
 TEST(Ports, RefusedPermissionIsReported) {
     bool root = geteuid() == 0;
     ASSERT_TRUE(!root || seteuid(65534) == 0);
@@ -609,7 +609,7 @@ static double now_s() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-// Runs `sleep` with a signal after 200 ms and says how long it took.
+// Runs `sleep` with a signal after 200 ms and returns how long it took.
 template <class Sleep> static double interrupted(Sleep sleep) {
     counted_signal counted = count_signal(SIGALRM);
     caught = 0;

@@ -85,7 +85,7 @@ static const controller_row CONTROLLERS[] = {
     {0x1022, 0x746A, 0x10, 0},
 };
 
-// At bus 0, device 0, function 2; every register but the row's holds another base.
+// At bus 0, device 0, function 2; every register but the row's has another base.
 TEST(ScanDevice, KnowsEachController) {
     for (const controller_row &row : CONTROLLERS) {
         uint32_t id = row.device << 16 | row.vendor;

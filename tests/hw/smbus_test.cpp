@@ -37,7 +37,7 @@ static i2c_bus bus_of(const char *number, const char *type, const char *adapter)
     return bus;
 }
 
-// Opens the device of `base` and ends with status 0, having said each path that was tried and the result.
+// Opens the device of `base` and ends with status 0, having printed each path that was tried and the result.
 static void open_and_say(uint32_t base) {
     test_door::on_open = [](const std::string &path, int flags) {
         fprintf(stderr, "open %s %d\n", path.c_str(), flags);
@@ -55,7 +55,7 @@ TEST(OpenI2cDeviceDeathTest, TakesTheFirstProperBusAtTheBase) {
         const char *what;
         uint32_t base;
         std::vector<i2c_bus> buses;
-        const char *number; // nullptr: none is found
+        const char *number; // nullptr: no bus is found
     } rows[] = {
         {"unknown", 0x1100, {bus_of("3", "unknown", "SMBus I801 adapter at 1100")}, "3"},
         {"smbus", 0x1100, {bus_of("12", "smbus", "SMBus PIIX4 adapter at 1100")}, "12"},
@@ -380,7 +380,7 @@ static const kind_row KINDS[] = {
     {"AOWinbondATen", &bAOWinbondATenIPMI, "06 52 05", false},
 };
 
-// Slaves at both ends of the BMC's ranges, as they stand on the bus (doubled).
+// Slaves at both ends of the BMC's ranges, as they are on the bus (doubled).
 struct slave_row {
     uint32_t slave;
     const char *on_bus;

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-// Copies into a field with a guard byte behind it and gives back what the field then holds.
+// Copies into a field with a guard byte after it and returns what the field then contains.
 static std::string copied(const std::string &text, size_t capacity) {
     char field[300];
     memset(field, 0x7E, sizeof field);
@@ -39,7 +39,7 @@ TEST(CopyText, CutsAtTheCapacityWhichCountsTheTerminator) {
         EXPECT_EQ(copied(row.text, row.capacity), row.expected) << row.text << " into " << row.capacity;
 }
 
-// A character of n bytes behind "ab" needs a capacity of 2 + n + 1; with less it goes as a whole.
+// A character of n bytes after "ab" needs a capacity of 2 + n + 1; with less it is dropped as a whole.
 TEST(CopyText, NeverCutsInsideAUtf8Character) {
     const struct {
         const char *text;
@@ -74,7 +74,7 @@ TEST(CopyText, NeverCutsInsideAUtf8Character) {
         EXPECT_EQ(copied(row.text, row.capacity), row.expected) << row.text << " into " << row.capacity;
 }
 
-// Twenty continuation bytes are no character: there is nothing to keep together.
+// Twenty continuation bytes are not a character: there is nothing to keep together.
 TEST(CopyText, CutsALongRunOfContinuationBytesWhereItStands) {
     EXPECT_EQ(copied(std::string(20, '\x80'), 8), std::string(7, '\x80'));
     EXPECT_EQ(copied("ab" + std::string(20, '\xBF'), 12), "ab" + std::string(9, '\xBF'));

@@ -39,7 +39,7 @@ static void reset_all() {
     test_door::put_file(INI, "[System]\nBUSTYPE=1\n\n[Item]\nITEM_NAME=First\nMONITOR=TRUE\n");
 }
 
-// A monitored item at register `offset` and its display record, as they stand when the records were just
+// A monitored item at register `offset` and its display record, as they are when the records were just
 // built.
 static void add(board *b, const char *name, uint32_t cat, uint32_t chip, uint32_t offset, int64_t high_limit,
                 int64_t low_limit) {
@@ -82,7 +82,7 @@ struct rule_case {
     std::string message;
 };
 
-// Fans of chip 23 turn at 84375 / raw rpm and stand at 255; chip 0's P12V has 62.5 mV a step.
+// Fans of chip 23 turn at 84375 / raw rpm and stand still at 255; chip 0's P12V has 62.5 mV per step.
 static const rule_case rules[] = {
     {"unreadable fan", CAT_FAN, CHIP_W83795ADG, UNREADABLE, 0, 0, 77, NOT_AVAILABLE},
     {"stopped fan, limit 0", CAT_FAN, CHIP_W83795ADG, 255, 0, 0, 0, NOT_ACTIVATED},
@@ -292,8 +292,8 @@ TEST(Activation, NoItemsNothingHidden) {
 
 // ---- The rewritten file
 
-// `count` monitored switches that nothing reads (hidden) or good temperatures (kept), as `kinds` says by "h",
-// "k" and "o" (off before).
+// `count` monitored switches that are never read (hidden) or good temperatures (kept), as `kinds` has them by
+// "h", "k" and "o" (off before).
 static board board_of(const char *kinds) {
     board b;
     for (const char *kind = kinds; *kind != '\0'; kind++) {
@@ -409,7 +409,7 @@ TEST(ActivationFile, StoppedFanOfLimit0BecomesFalse) {
     EXPECT_EQ(test_door::file(INI), "[Item]\nITEM_NAME=Rear Fan\nMONITOR=FALSE\n");
 }
 
-// One empty line behind all messages.
+// One empty line after all messages.
 TEST(ActivationFile, MessagesInItemOrder) {
     reset_all();
     board b;
@@ -444,7 +444,7 @@ TEST(ActivationFile, SectionsBeyondTheTableAreCopied) {
 
 static const char ORIGINAL[] = "[Item]\nMONITOR=TRUE\n";
 
-// At the end of the dying program: whether the configuration as it was is still there, whole.
+// At the end of the dying program: whether the previous configuration is still there, complete.
 static void say_whether_kept() {
     if (test_door::file(INI) == ORIGINAL || test_door::file(OLD) == ORIGINAL)
         fprintf(stderr, "kept\n");

@@ -1,4 +1,4 @@
-// The guard of the bank-select registers: its tables, its corrections, and the repeated reads behind them.
+// The guard of the bank-select registers: its tables, its corrections, and the repeated reads after them.
 #include "items/bank_select.h"
 
 #include <cstdint>
@@ -49,7 +49,7 @@ TEST(BankSelectTables, ChipsWhoseCorrectionsAreNotLogged) {
     }
 }
 
-// The registers of a chip that lie in the item's own bank; every other one lies in bank 0.
+// The registers of a chip that are in the item's own bank; every other one is in bank 0.
 static std::set<uint32_t> registers_in_own_bank(uint32_t chip) {
     switch (chip) {
     case 1:
@@ -178,7 +178,7 @@ TEST(BankCorrection, WrongBankIsWrittenBackOverTheSuperIo) {
 }
 
 TEST(BankCorrection, ItemsOwnBankIsWanted) {
-    // Chip 10: register 80 lies in the item's bank 5, register 82 in bank 0.
+    // Chip 10: register 80 is in the item's bank 5, register 82 in bank 0.
     struct {
         uint32_t reg;
         uint32_t value;
@@ -249,7 +249,7 @@ TEST(BankCorrection, LoggedForChipsThatAreNotSilent) {
         answer(call_line("smbus_read %u 1 5 %x", chip.code, chip.reg), 0xA3);
         item_record item = item_of_chip(chip.code);
         set_text(item.Name, "CPU Core Voltage");
-        item.Offset = 0xAB; // the item's register is told, not the one that is guarded
+        item.Offset = 0xAB; // the item's register is reported, not the one that is guarded
         string expected;
         if (logged.count(chip.code) != 0)
             expected =
@@ -320,7 +320,7 @@ static outcome guarded_limit(uint32_t kind, const char *name, const item_record 
     });
 }
 
-// A temperature of chip 10 at register 80, which lies in the item's bank 5.
+// A temperature of chip 10 at register 80, which is in the item's bank 5.
 static item_record banked_temperature() { return make_item(CAT_TEMP, 10, BUS_SMBUS, 5, 80); }
 
 static const char READ_BANK[] = "smbus_read 10 1 5 4e\n";
@@ -433,7 +433,7 @@ TEST(BankGuard, BankThatCannotBeReadStopsNoReading) {
 
 TEST(BankGuard, LimitIsGuardedByTheFirstRecordsRegister) {
     start();
-    // The limit lies at 0x2C, in bank 0; guarded is register 80 of the table's first record, in the item's
+    // The limit is at 0x2C, in bank 0; guarded is register 80 of the table's first record, in the item's
     // bank.
     answer("smbus_read 10 1 5 4e", 0);
     answer("smbus_read 10 1 5 2c", 40);

@@ -68,7 +68,7 @@ TEST(VoltsText, MillivoltsWithTwoDecimals) {
 
 // Half a hundredth: what decides is on which side of it the nearest single-precision number lies. Between 2
 // to the power of e and twice that, these numbers are the multiples of 2^(e - 23). The comments give the
-// value in such steps: a rounded-up step count lies above the half, a rounded-down one below it.
+// value in such steps: a rounded-up step count is above the half, a rounded-down one below it.
 TEST(VoltsText, HalvesGoByTheNearestSinglePrecisionNumber) {
     static const number_case cases[] = {
         {5, "0.00"},      // × 2^31 = 10737418.24: below; in double precision it would be 0.01

@@ -357,7 +357,7 @@ TEST(NoteChanges, ListOf512CharactersLosesItsLastLine) {
 // 483 less the dots: whole lines of up to 479 characters stay.
 TEST(NoteChanges, AsManyWholeLinesStayAsFit) {
     const struct {
-        size_t last_kept; // behind eleven lines of 40
+        size_t last_kept; // after eleven lines of 40
         bool stays;
     } rows[] = {{38, true}, {39, true}, {40, false}, {43, false}};
     for (const auto &row : rows) {

@@ -127,7 +127,7 @@ TEST(FanConvert, DivisorOfZeroGivesZeroAndFails) {
         }
 }
 
-// Every code from 0 to 34 stands in one of the two groups, so that none goes untested.
+// Every code from 0 to 34 is in one of the two groups, so that every code is tested.
 TEST(FanConvert, EveryCodeIsCovered) {
     std::vector<int> seen(35);
     for (const fan_row &row : OWN_SCALES)

@@ -63,7 +63,7 @@ TEST(DisplayRecord, Fan) {
     EXPECT_EQ(display.cat, CAT_FAN);
     EXPECT_EQ(display.chipcode, 18u);
     EXPECT_EQ(display.value, 4500);
-    EXPECT_EQ(display.high_limit, 0); // a fan has none
+    EXPECT_EQ(display.high_limit, 0); // a fan has no high limit
     EXPECT_EQ(display.low_limit, 3000);
     EXPECT_EQ(display.max_reading, 675000); // of count 1
     EXPECT_EQ(display.min_reading, 0);
@@ -98,7 +98,7 @@ TEST(DisplayRecord, FanOfAChipWithoutDivisorsHasDivisor1) {
     EXPECT_EQ(display.divisor, 1);
 }
 
-// Chip 0's P12V: 62.5 mV a step.
+// Chip 0's P12V: 62.5 mV per step.
 TEST(DisplayRecord, Voltage) {
     reset_all();
     hw_recorder::answer("smbus_read 0 1 2d 27", 192);
@@ -145,7 +145,7 @@ TEST(DisplayRecord, TemperatureWithoutAWord) {
     EXPECT_EQ(display.chipcode, 18u);
     EXPECT_EQ(display.value, 45);
     EXPECT_EQ(display.high_limit, 70);
-    EXPECT_EQ(display.low_limit, 0); // a temperature has none
+    EXPECT_EQ(display.low_limit, 0); // a temperature has no low limit
     EXPECT_EQ(display.max_reading, 127);
     EXPECT_EQ(display.min_reading, -127);
     EXPECT_EQ(display.divisor, 0);
@@ -231,7 +231,7 @@ TEST(DisplayRecord, Chip27IsNotRead) {
     reset_all();
     hw_recorder::answer("smbus_read 27 1 2d 27", 1);
     item_display display = {};
-    // Its parameters name nothing: a reading would say so.
+    // Its parameters name nothing: a reading would report that.
     std::string errors = test_door::captured_stderr(
         [&] { display = created_one(smbus_item("PS Failure", CAT_SWITCH, CHIP_27, "none", "none")); });
     EXPECT_EQ(errors, "");
@@ -337,7 +337,7 @@ TEST(DisplayRecord, UnreadableSwitchIsInactive) {
     EXPECT_EQ(display.value, 0);
 }
 
-// Below raw 16 the formula leaves the previous value, and at first there is none.
+// Below raw 16 the formula leaves the previous value; at first there is no previous value.
 TEST(DisplayRecord, FirstCoreVoltageBelowTheThresholdIsZero) {
     reset_all();
     item_record item = smbus_item("CPU1 Core Voltage", CAT_VOLTAGE, CHIP_9, "VOL1H", "VOL1L");
@@ -378,7 +378,7 @@ TEST(DisplayName, CutTo39BytesOnAWholeCharacter) {
         {"CPU1 Temperature", "CPU1 Temperature"},
         {x35 + "abcd", x35 + "abcd"},
         {x35 + "abcde", x35 + "abcd"},
-        {x35 + std::string(44, 'y'), x35 + "yyyy"},      // all 79 characters that an item holds
+        {x35 + std::string(44, 'y'), x35 + "yyyy"},      // all 79 characters that an item has room for
         {x35 + "abc\u00E9" + "defghi", x35 + "abc"},     // two bytes, one of them beyond
         {x35 + "ab\u00E9" + "defghi", x35 + "ab\u00E9"}, // both inside
         {x35 + "ab\u00E9", x35 + "ab\u00E9"},

@@ -12,7 +12,7 @@
 #include "support/os_test.h"
 
 // The switch is bit 4 of register 42 (bank or slave 2d); its clear bits are 6 and 7 of register 46 (bank or
-// slave 2c), which holds 55. Only the low byte of a mask is written. 55 | c0 = d5; 55 & 3f = 15.
+// slave 2c), which contains 55. Only the low byte of a mask is written. 55 | c0 = d5; 55 & 3f = 15.
 static const parameter_record parameters[] = {
     make_parameter("SWITCH1A", 0x2D, 0xF0, 0x10),
     make_parameter("SWITCH1C", 0x2C, 0x46, 0x1C0),
@@ -237,7 +237,7 @@ static std::string identification(unsigned id) {
            leave;
 }
 
-// The register at e6 of logical device 0a holds 55; `set` is what the first write sends. 55 & bf = 15.
+// The register at e6 of logical device 0a is 55; `set` is what the first write sends. 55 & bf = 15.
 static std::string configuration_pulse(const std::string &set) {
     return grants + enter + "outb 002e 07\noutb 002f 0a\noutb 002e e6\ninb 002f 55\nsleep 1\noutb 002e e6\n" +
            set + "sleep 1\noutb 002e e6\noutb 002f 15\n" + leave;
@@ -391,7 +391,7 @@ TEST(IntrusionIoSpace, Chip8) {
 TEST(IntrusionIoSpace, FailingAccess) {
     item_record item = intrusion(8, 0);
     start(item, ACTIVE);
-    test_door::fail_call("inb", 2, EPERM); // behind the reading's
+    test_door::fail_call("inb", 2, EPERM); // after the reading's
     outcome seen = reset(&item);
     EXPECT_NE(seen.result, 0);
     EXPECT_EQ(seen.printed, "Failed.\n");
@@ -614,7 +614,7 @@ TEST(Intrusion, StateTwoIsCleared) {
     set_text(item.RefItemId, "Item_SWITCH1"); // itself: its reading fails, the reference stays 1
     start(item, INACTIVE);
     EXPECT_EQ(reset(&item).buses.find("write"), std::string::npos);
-    set_text(item.RefItemId, "Item_SWITCH9"); // nobody: reads as 0
+    set_text(item.RefItemId, "Item_SWITCH9"); // there is no such item: reads as 0
     start(item, INACTIVE);
     outcome seen = reset(&item);
     EXPECT_EQ(seen.result, 0);

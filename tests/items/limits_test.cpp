@@ -359,14 +359,14 @@ TEST(NormalReading, ValuesAgainstTheirLimits) {
         int64_t low;
         int normal;
     } const rows[] = {
-        // a fan turns faster than its low limit; its high limit is none
+        // a fan turns faster than its low limit; it has no high limit
         {CAT_FAN, 3001, 0, 3000, 1},
         {CAT_FAN, 3000, 0, 3000, 0},
         {CAT_FAN, 2999, 0, 3000, 0},
         {CAT_FAN, 0, 0, 0, 0},
         {CAT_FAN, 1, 0, 0, 1},
         {CAT_FAN, 5400000, 100, 0, 1},
-        // a voltage lies between both
+        // a voltage is between both
         {CAT_VOLTAGE, 12000, 12600, 11400, 1},
         {CAT_VOLTAGE, 12000, 12000, 11400, 0},
         {CAT_VOLTAGE, 11999, 12000, 11400, 1},
@@ -378,7 +378,7 @@ TEST(NormalReading, ValuesAgainstTheirLimits) {
         {CAT_VOLTAGE, -11400, -11400, -12600, 0},
         {CAT_VOLTAGE, -12600, -11400, -12600, 0},
         {CAT_VOLTAGE, 0, 0, 0, 0},
-        // a temperature lies below its high limit, whatever its low one
+        // a temperature is below its high limit, whatever its low one
         {CAT_TEMP, 69, 70, 0, 1},
         {CAT_TEMP, 70, 70, 0, 0},
         {CAT_TEMP, 71, 70, 0, 0},

@@ -1,5 +1,5 @@
-// Permission for the ports: what is asked for, in which order, what is said and what comes back. The calls
-// below stand in the place of the kernel and of the controller's search, so that any of them can be refused.
+// Permission for the ports: what is asked for, in which order, what is reported and what comes back. The
+// calls below replace the kernel and the controller's search, so that any of them can be refused.
 #include "items/ports.h"
 
 #include <cstdint>
@@ -178,7 +178,7 @@ TEST(IoClose, WithoutSuperIoGivesBackTheLevelAlone) {
         }
 }
 
-// Cut to sixteen bits, they would be somebody else's ports.
+// Cut to sixteen bits, they would be other devices' ports.
 TEST(IoOpen, NumbersThatAreNoPortsAreRefusedWithoutACall) {
     system_settings system = make_system(BUS_SUPERIO);
     system.IndexReg = 0x10295;

@@ -46,7 +46,7 @@ static void start(bool bmc, const std::vector<answer> &answers) {
         hw_recorder::answer(given.line, given.value);
 }
 
-// The first record is a fan's divisor (its register lies where nothing else does) and a switch's mask.
+// The first record is a fan's divisor (its register is where nothing else is) and a switch's mask.
 static const parameter_record DIVISOR = make_parameter("Divisor1", 0x77, 0x99, 0x03);
 static const parameter_record LIMIT = make_parameter("VOL1H", LIMIT_SLAVE, LIMIT_REG, 0xFF);
 
@@ -61,7 +61,7 @@ static outcome read_item(const item_record &given, uint32_t system_bus) {
     item_record item = given;
     if (item.ParaIndex1[0] == '\0')
         set_text(item.ParaIndex1, item.Cat == CAT_SWITCH ? "VOL1H" : "Divisor1"); // masks 0xFF and 0x03
-    item.VolFunc = 0xFF; // the raw value as it stands
+    item.VolFunc = 0xFF;                                                          // the raw value as it is
     system_settings system = make_system(system_bus);
     parameter_record parameters[] = {DIVISOR, LIMIT};
     outcome result = {};
@@ -693,7 +693,7 @@ TEST(RawFanLimit, Chip8IsReadAndStaysUnreadable) {
         test_door::on_inb = [](uint16_t port) -> uint8_t { return port == 0x70F ? 0xBF : 0x2C; };
         parameter_record record = make_parameter("FAN1H", 0x503, 0x700, 0xFF);
         expect_failed(read_limit(make_item(CAT_FAN, 8, bus, SLAVE, REG), 3, record), "", chip_on_bus(8, bus));
-        // the item's ports would be 0x002F and on; the limit's bytes lie at base + 20 and + 21
+        // the item's ports would be 0x002F and on; the limit's bytes are at base + 20 and + 21
         EXPECT_EQ(test_door::take_log(), "inb 070f bf\noutb 070f a3\ninb 0714 2c\ninb 0715 2c\n");
     }
 }
@@ -810,8 +810,8 @@ TEST(RawTemperatureLimit, OtherBanksOfChips28And33ArePlain) {
         start(BMC, {{line, 70}});
         expect_read(read_limit(make_item(CAT_TEMP, chip, 1, 7, REG), 3), 70, line + "\n",
                     "slave 7 on the SMBus");
-        // Only temperatures have the fixed limit, and only these chips (chip 28's raw voltages stand as they
-        // are).
+        // Only temperatures have the fixed limit, and only these chips (chip 28's raw voltages are the bare
+        // register).
         start(BMC, {{"isa_read 3c 40", 70}});
         expect_read(read_limit(make_item(CAT_VOLTAGE, chip, 2, 7, REG), 2), chip == 28 ? 70 : 0,
                     "isa_read 3c 40\n", "voltage");

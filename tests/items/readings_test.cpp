@@ -329,7 +329,7 @@ TEST(ItemReadingImpl, VccpOfChips9And14KeepsTheCallersValue) {
 
 // ---- Readings with their retry
 
-// A voltage of chip 0 (62.5 mV a step): raw 192 is 12000 mV, its limits 12500 (200) and 11250 (180).
+// A voltage of chip 0 (62.5 mV per step): raw 192 is 12000 mV, its limits 12500 (200) and 11250 (180).
 static board voltage_board() {
     board on = {
         .items = {item_of(CAT_VOLTAGE, 0, 0x20, "VOL1H", "VOL1L")},
@@ -528,7 +528,7 @@ TEST(ItemReading, AbsentSwitchOfChip27IsNormalAndItsRecordsAreFetched) {
     outcome seen = read_with_retry(on);
     EXPECT_EQ(seen.status, 0);
     EXPECT_EQ(seen.value, 0);
-    EXPECT_EQ(seen.calls, "smbus_read 27 1 2d 42\n"); // the limit's access; the switch itself has none
+    EXPECT_EQ(seen.calls, "smbus_read 27 1 2d 42\n"); // the limit's access; the switch itself has no access
     EXPECT_EQ(seen.errors, NOT_FOUND);
 }
 
@@ -701,7 +701,7 @@ TEST(SwitchReference, UnknownReferenceIsSaidAndCountsAsZero) {
     EXPECT_EQ(seen.errors, "Error: Unknown Ref_Item_ID 'Item_FAN7'.\n");
     EXPECT_EQ(seen.output, "");
 
-    answer("smbus_read 0 1 2d 42", 0x10); // said for an active one too
+    answer("smbus_read 0 1 2d 42", 0x10); // reported for an active one too
     seen = read_once(on);
     EXPECT_EQ(seen.value, 1);
     EXPECT_EQ(seen.errors, "Error: Unknown Ref_Item_ID 'Item_FAN7'.\n");
@@ -774,7 +774,7 @@ TEST(SwitchReference, StatesAlternateAlongAChain) {
 
 TEST(SwitchReference, SwitchThatRefersToItselfIsReadOnce) {
     board on = switch_chain(1, 0);
-    for (int i = 0; i < 2; i++) { // the second time as the first: nothing stays behind
+    for (int i = 0; i < 2; i++) { // the second time as the first: nothing is left over
         outcome seen = read_with_retry(on);
         EXPECT_EQ(seen.status, 0);
         EXPECT_EQ(seen.value, 0); // its own reading inside its reading fails, which counts as 1

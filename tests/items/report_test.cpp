@@ -19,7 +19,7 @@ static const std::string HEADING = "Monitored Item            High Limit  Low Li
                                    "----------------------------------------------------------------------\n";
 static const std::string CLOSING = "--------------------------------------------- Sat Apr 21 12:34:56 2012\n";
 
-// The limits of readings; those of the rows stand in the display records.
+// The limits of readings; those of the rows are in the display records.
 static const parameter_record parameters[] = {
     make_parameter("HIGH", 0x2D, 0xF0, 0x10),
     make_parameter("LOW", 0x2D, 0xF1, 0x10),

@@ -85,11 +85,11 @@ TEST(PeciAgentIndex, FirstFoundPartOfTheNameDecides) {
         {"CPU Temperature", 1},
         {"PECI Agent", 1},
         {"My CPU2", 2},          // anywhere in the name
-        {"CPU12", 1},            // "CPU1" stands in it
+        {"CPU12", 1},            // "CPU1" is in it
         {"CPU21", 2},            // "CPU1" does not
         {"CPU5", 1},             // "CPU"
         {"PECI Agent9", 1},      // "PECI Agent"
-        {"PECI Agent2 CPU1", 1}, // "CPU1" is looked for first, wherever it stands
+        {"PECI Agent2 CPU1", 1}, // "CPU1" is looked for first, wherever it is
         {"CPU2 PECI Agent1", 1}, // "PECI Agent1" comes before "CPU2"
         {"PECI Agent3 CPU2", 2},
         {"CPU4 CPU3", 3},
@@ -448,7 +448,7 @@ TEST(ThermalTextW83793g, TextFailsWhenTheBankIsUnknownOrNotRestored) {
     EXPECT_NE(word_of(settings(1, 0), item).status, 0); // the result is that of the last write
 }
 
-// ---- W83627DHG: the target temperature stands in the Super I/O configuration, device 0x0C, registers 0xE1,
+// ---- W83627DHG: the target temperature is in the Super I/O configuration, device 0x0C, registers 0xE1,
 // 0xE2
 
 struct superio_configuration {
@@ -680,7 +680,7 @@ static const guide_case guide_cases[] = {
     {0, 80, 76, 20, 85, "Medium"},
     {0, 0, 0, 20, 71, "Medium"},
     {0, 75, 80, 20, 71, "Medium"},
-    {0, 3, 0xFE, 20, 80, "Medium"}, // 3 - 5 is no 0xFE: Medium up to 85, not up to 80
+    {0, 3, 0xFE, 20, 80, "Medium"}, // 3 - 5 is not 0xFE: Medium up to 85, not up to 80
     {0, 3, 0xFE, 20, 85, "Medium"},
     {0, 80, 74, 255, 70, "Low"},
     // Guide type 1, calibrated or not.
@@ -1045,7 +1045,7 @@ TEST(ThermalTextNct7904d, FailedReadFails) {
     expect_failure(settings(0, 0), smbus_item("CPU1", CHIP_NCT7904D, 0xA0), "no answer");
 }
 
-// The register of another bank is no temperature.
+// The register of another bank is not a temperature.
 TEST(ThermalTextNct7904d, BankThatIsNotSelectedFails) {
     reset_all();
     hw_recorder::answer("smbus_read 30 1 2d a0", 61);
@@ -1100,7 +1100,7 @@ TEST(ThermalTextMeNct7904d, FailedReadFails) {
     expect_failure(settings(0, 0), item, "no SMBus answer");
     EXPECT_EQ(hw_recorder::take_log(), "smbus_write 1 2d ff 0\nsmbus_read 32 1 2d a0\n");
     hDevice = 5;
-    hw_recorder::answer("smbus_read 32 1 2d a0", 61); // which is not asked for behind a silent BMC
+    hw_recorder::answer("smbus_read 32 1 2d a0", 61); // which is not asked for after a silent BMC
     expect_failure(settings(0, 0), item, "no BMC answer");
     EXPECT_EQ(hw_recorder::take_log(), "smbus_write 1 2d ff 0\nbmc_30_93 0\n");
 }

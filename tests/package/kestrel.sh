@@ -1,4 +1,4 @@
-# The program alone, from the package file: nothing graphical comes with it, nothing runs, nothing is made.
+# The program alone, from the package file: it brings nothing graphical, starts nothing and makes no files.
 check "man installs" install man-db
 all_files >/tmp/before
 

@@ -1,7 +1,7 @@
 #!/bin/sh
 # pkexec.sh: starts the installed kestrel-pkexec as an ordinary user, through the real pkexec and polkitd, and looks at
 # what reaches the program. Run as root in a clean root that is thrown away, with kestrel-gtk, polkitd, pkexec and dbus
-# installed and /proc mounted. It stands something else in the program's place, so it must be told that it may:
+# installed and /proc mounted. It puts something else in the program's place, so it needs permission to:
 #   KESTREL_SCRATCH_ROOT=yes ./pkexec.sh
 # What it made is gone at its end, and the program is back.
 set -eu

@@ -8,7 +8,7 @@ echo ";; the administrator's" >>/etc/OldRevMB.ini
 state() { stat -c '%a %Y %i' /etc/Kestrel.ini /etc/Kestrel.ini.old; cksum /etc/Kestrel.ini /etc/Kestrel.ini.old; }
 before=$(state)
 
-# No port is granted in here: every reading fails, and the report says so.
+# Ports are not granted in here: every reading fails, and the report shows it.
 readings_fail() { [ "$(kestrel -t 2>/dev/null | grep -c 'N/A')" -gt 5 ]; }
 check "without ports readings are not made up" readings_fail
 

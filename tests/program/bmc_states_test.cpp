@@ -33,7 +33,7 @@ TEST(BmcStates, ABMCThatCannotBeAskedIsNone) {
     }
 }
 
-// No kind of BMC: the board's monitor is read behind its ports, the riser by the same command as every
+// No kind of BMC: the board's monitor is read through its ports, the riser by the same command as every
 // other slave, fan 3 by two reads for each of its three words.
 TEST(BmcStates, WithoutAGUIDItIsOfNoKind) {
     std::string toml = shipped("bmc-peppercon");

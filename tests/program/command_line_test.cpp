@@ -107,7 +107,7 @@ TEST(CommandLine, APeriodAloneIsStillTheGraphicalMode) {
 }
 
 TEST(CommandLine, ResetOfAnUnknownSwitchEndsWithStatusZero) {
-    // "CPU Fan" exists, but is no switch.
+    // "CPU Fan" exists, but is not a switch.
     for (const char *name : {"No Such Switch", "CPU Fan", "-t"}) {
         run_result result = run_virtual({"w83627hf", "-r", name});
         EXPECT_EQ(result.out, BANNER) << name;

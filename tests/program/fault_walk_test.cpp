@@ -1,5 +1,5 @@
 // Every call through the door fails once, with each error that is likely for it, and the program is killed
-// before every call. Whatever it is, the program ends as it should, and /etc/Kestrel.ini is whole: the one
+// before every call. Whatever it is, the program ends as it should, and /etc/Kestrel.ini is complete: the one
 // before or the new one.
 #include <algorithm>
 #include <csignal>
@@ -320,8 +320,8 @@ static bool is_whole(const std::string &text) {
     return true;
 }
 
-// The start says why there is no configuration, but for the adapter search, which says nothing when it cannot
-// read the list of modules.
+// The start says why there is no configuration, except for the adapter search, which prints nothing when it
+// cannot read the list of modules.
 static void expect_reason(const faulty_run &run) {
     EXPECT_TRUE(run.result.status == 255 || run.result.status == 1) << run.what;
     if (run.at.text == "fopen /proc/modules r")

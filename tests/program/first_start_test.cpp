@@ -93,7 +93,7 @@ TEST(FirstStart, TakesItsStepsInTheirOrder) {
     std::vector<std::string> expected = NO_BMC_OPENS;
     append(&expected, {"fopen /etc/Kestrel.ini r failed"});
     append(&expected, IDENTIFICATION);
-    append(&expected, {"open /dev/mem", "map ff000 1000"}); // the BIOS byte that tells its revision
+    append(&expected, {"open /dev/mem", "map ff000 1000"}); // the BIOS byte that shows its revision
     append(&expected, {"fopen /etc/AllKestrel.ini r", "create /etc/Kestrel.ini.new 0644", "fsync",
                        "rename /etc/Kestrel.ini.new /etc/Kestrel.ini"});
     append(&expected, {"fopen /etc/Kestrel.ini r"}); // loaded
@@ -125,7 +125,7 @@ TEST(FirstStart, TakesItsStepsInTheirOrder) {
                                         "fsync", "rename /etc/Kestrel.ini.new /etc/Kestrel.ini"}));
 }
 
-// From the second start on the file is used as it stands: nothing is hidden and nothing is written.
+// From the second start on the file is used as it is: nothing is hidden and nothing is written.
 TEST(FirstStart, TheSecondStartUsesTheFile) {
     std::string configuration = file_contents(EXPECT + "Kestrel.ini");
     std::string board = make_board(shipped("first-start"), &configuration);
@@ -145,7 +145,7 @@ TEST(FirstStart, TheSecondStartUsesTheFile) {
               expected);
 }
 
-// A file that says that an item is monitored is believed, whatever it reads.
+// If the file says that an item is monitored, it is, whatever it reads.
 TEST(FirstStart, AnExistingFileHidesNothing) {
     std::string configuration = file_contents(EXPECT + "Kestrel.ini.old");
     run_result result = run_virtual({make_board(shipped("first-start"), &configuration), "-t"});
@@ -191,7 +191,7 @@ static std::string dmi(const std::string &manufacturer, const std::string &produ
 
 static const std::string MASTER = "[copies]\n\"/etc/AllKestrel.ini\" = \"AllKestrel.ini\"\n";
 
-// A first start of a board without any device: it ends by what it says of itself.
+// A first start of a board without any device: it ends after the board's own description.
 static run_result refused_start(const std::string &toml) {
     std::string kept = scratch_directory() + "/kept";
     run_result result = run_virtual({"--keep", kept, make_board(NO_BMC + toml, nullptr), "-t"});
@@ -290,14 +290,14 @@ TEST(FirstStart, ARecordOfTheMakersInTheBIOSCounts) {
               "Warn: This is not Brigantine's motherboard!\n");
 }
 
-// A longer name's tail stays behind the shorter one that is written over it: "Brigantine" over "Somebody
+// A longer name's tail stays after the shorter one that is written over it: "Brigantine" over "Somebody
 // Else" gives "Brigantinelse".
 TEST(FirstStart, ALongerForeignNameIsNotWhollyOverwritten) {
     EXPECT_EQ(refused_start(record_in_bios("Brigantine") + dmi("Somebody Else", "X", "Y") + MASTER).err,
               "Warn: This is not Brigantine's motherboard!\n");
 }
 
-// ---- A generated file goes again when there is no way to the bus
+// ---- A generated file is removed again when there is no way to the bus
 
 static const std::string NO_NODES = "Error: no i2c device files found. Please use mkdev.sh to create them.\n";
 static const std::string NO_PCI_LIST = "Error: cannot open file /proc/bus/pci/devices\n"

@@ -68,7 +68,7 @@ TEST(Pipe, AReportIsThereBeforeTheNextIsDue) {
     end(run);
 }
 
-// Registers that want 0.55 s for a reading; thirty of them take 16 s.
+// Registers that need 0.55 s for a reading; thirty of them take 16 s.
 static std::string slow_configuration() {
     std::string configuration = "[System]\nBUSTYPE=1\n";
     for (int i = 0; i < 30; i++)

@@ -37,7 +37,7 @@ static std::string rows_of(const std::string &report, const std::string &name) {
     return rows;
 }
 
-// Fan A stops at second 60: count 14 * 32 + 2 = 450 gives 1350000 / 450 = 3000 rpm, count 8191 none.
+// Fan A stops at second 60: count 14 * 32 + 2 = 450 gives 1350000 / 450 = 3000 rpm, count 8191 means 0.
 TEST(Reports, AStagedFaultShowsWhenItsTimeComes) {
     run_result result = run_virtual({"--sleeps", "4", "nct6776f-faults", "-t", "-i", "25"});
     EXPECT_EQ(rows_of(result.out, "Fan A"),
@@ -103,7 +103,7 @@ TEST(Reports, UnmonitoredItemsAreNotShownButKept) {
     EXPECT_EQ(file_contents(kept + "/etc/Kestrel.ini"), configuration);
 }
 
-// A whole device that fails: none of its items can be read, and nothing is said of single transfers.
+// A whole device that fails: none of its items can be read, and nothing is reported about single transfers.
 TEST(Reports, AFailingDeviceFailsItsItems) {
     const struct {
         const char *board;
@@ -130,7 +130,7 @@ TEST(Reports, AFailingDeviceFailsItsItems) {
 
 // ---- The family whose processor temperatures are named by what they are
 
-// Register 0x5E says 3: the processors report by themselves.
+// Register 0x5E is 3: the processors report by themselves.
 TEST(Reports, AnR2MBoardNamesItsPECIAgents) {
     std::string peci = "PECI Agent1 Temperature       90/194                   Low           \n"
                        "PECI Agent2 Temperature       90/194                Medium           \n"

@@ -1,4 +1,4 @@
-// "-r": what is said, and every access of the reset as the chips see it, board by board.
+// "-r": what is reported, and every access of the reset as the chips see it, board by board.
 #include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ static std::string without_id(const std::string &line) {
     return head + line.substr(line.find(' ', head.size()) + 1);
 }
 
-// The accesses of the reset alone: those behind what a reset of nothing takes, which is the start-up.
+// The accesses of the reset alone: those after what a reset of nothing takes, which is the start-up.
 static lines reset_of(const std::string &board, run_result *result) {
     run_result nothing;
     lines start_up = trace_of({board, "-r", "No Such Switch"}, &nothing);
@@ -47,7 +47,7 @@ static lines reset_of(const std::string &board, run_result *result) {
     return reset;
 }
 
-// ---- Accesses, as they stand in a trace
+// ---- Accesses, as they are in a trace
 
 struct index_data {
     std::string index;
@@ -162,7 +162,7 @@ TEST(Reset, AClosedChassisBehindABMCIsReadByItsCommands) {
     }
 }
 
-// ---- One that is set is tried three times, cleared as its chip wants it, and is clear when it is read again
+// ---- One that is set is tried three times, cleared as its chip requires, and is clear when it is read again
 
 static std::string board_with(const std::string &toml) { return make_board(toml, nullptr); }
 
@@ -276,7 +276,7 @@ TEST(Reset, TheNCT7904DBehindABMCIsClearedByOEMCommands) {
 }
 
 // Its reading fails, as ever, after one try (nothing that was read is abnormal), so it is cleared; its limits
-// lie on no bus. Bank 2 is selected for the last look.
+// are on no bus. Bank 2 is selected for the last look.
 TEST(Reset, TheNS87427IsClearedInItsSwitchRegister) {
     run_result result;
     EXPECT_EQ(reset_of("ns87427-ports", &result),
@@ -294,7 +294,7 @@ TEST(Reset, AClearThatFailsIsSaidAndTheSwitchNotReadAgain) {
     lines reset = reset_of(board_with(toml), &result);
     EXPECT_EQ(result.out, BANNER + "Failed.\n\"Chassis Intrusion\" is NOT reset!\n\n");
     EXPECT_EQ(result.err, "");
-    // What failed was the read of 0x46, behind which only the bank is restored.
+    // What failed was the read of 0x46, after which only the bank is restored.
     ASSERT_GE(reset.size(), 3u);
     EXPECT_EQ(lines(reset.end() - 3, reset.end()),
               (lines{"inb 0a16 failed", "outb 0a15 4e", "outb 0a16 80"}));
@@ -321,7 +321,7 @@ TEST(Reset, ASwitchWithoutAClearRecordIsRefused) {
     EXPECT_EQ(result.status, 0);
 }
 
-// A chip whose code has no way to clear: chip 9 in the place of chip 1, its switch set.
+// A chip whose code has no way to clear: chip 9 in place of chip 1, its switch set.
 TEST(Reset, AChipThatCannotBeClearedIsSaid) {
     std::string section = section_of("w83627hf");
     size_t item = section.find("ITEM_NAME=Chassis Intrusion");

@@ -86,7 +86,7 @@ TEST(StartUp, OnlyMissingDriversAreLoaded) {
         {"chip9-nforce2", "system modprobe i2c-nforce2 2>/dev/null\n"}, // i2c_dev is there
         {"w83795adg-piix4", ""},                                        // i2c_dev and i2c_piix4
         {"adm1026-amd8111", ""},                                        // i2c-dev and i2c-amd8111
-        {"bmc-ob-winbond", ""},                                         // a BMC needs none
+        {"bmc-ob-winbond", ""},                                         // a BMC needs no module
     };
     for (const auto &row : table) {
         run_result result;
@@ -105,7 +105,7 @@ TEST(StartUp, TheGraphicalModeSaysThatThereIsNoDisplay) {
     EXPECT_EQ(result.status, 255);
 }
 
-// The module lies beside the program's own directory, and nowhere else.
+// The module is beside the program's own directory, and nowhere else.
 TEST(StartUp, TheGraphicalModeSaysThatItsModuleIsMissing) {
     std::string directory = std::filesystem::canonical(scratch_directory()).string();
     std::filesystem::create_directory(directory + "/bin");

@@ -113,7 +113,7 @@ TEST(Turns, WritingTheConfigurationIsOneTurn) {
     expect_one_turn(hiding, "link /etc/Kestrel.ini", "rename /etc/Kestrel.ini.new");
 }
 
-// Nobody waits for another copy to be told a version.
+// The version is printed without waiting for another copy.
 TEST(Turns, WhatTouchesNothingTakesNone) {
     const std::vector<std::vector<std::string>> lines = {
         {"w83627hf", "-v"}, {"w83627hf", "-h"}, {"w83627hf", "report"}, {"--uid", "1000", "w83627hf", "-t"}};

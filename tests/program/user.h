@@ -32,7 +32,7 @@ bool has_started();                                                // waits for 
 std::string set_display(const std::string &name); // for the next start; returns the one before
 
 run_result end_of(const window_run &run); // waits for it
-run_result quit(const window_run &run);   // behind all that was typed and clicked before
+run_result quit(const window_run &run);   // after all that was typed and clicked before
 
 std::string kept(const window_run &run, const std::string &path); // the contents of a file it leaves
 std::string kept_path(const window_run &run, const std::string &path);
@@ -58,7 +58,7 @@ bool is_gone(const std::string &title);  // waits for that
 
 enum page { SUMMARY, FAN, VOLTAGE, THERMAL, ITEMS, ALERT };
 
-int page_on_top(); // -1: none can be made out
+int page_on_top(); // -1: it cannot be made out
 bool has_opened(page page);
 bool open_page(page page); // from any other, by its tab
 
@@ -69,7 +69,7 @@ constexpr int SELECT_ALL_X = 373;
 constexpr int UNSELECT_ALL_X = 471;
 constexpr int ITEMS_SAVE_X = 554;
 constexpr int LIST_X = 150;
-constexpr int LIST_OTHER_X = 190; // so that two clicks are no double-click
+constexpr int LIST_OTHER_X = 190; // so that two clicks are not a double-click
 constexpr int FIRST_ROW_Y = 148;
 
 constexpr int NAME_Y = 83; // on the Alert page

@@ -89,7 +89,7 @@ TEST(WindowAlertPage, ANameTakes30Characters) {
     expect_good_end(run);
 }
 
-// Switched on, tested, and with what was missing filled in: each time it is told what is missing.
+// Switched on, tested, and with what was missing filled in: each time what is missing is reported.
 TEST(WindowAlertPage, MailWantsANameAndRecipients) {
     window_run run = start({small_board("300")});
     ASSERT_TRUE(open_page(ALERT));
@@ -242,8 +242,8 @@ static void press_down() { click(ALERTS, 265, 200); }
 static void press_acknowledge() { click(ALERTS, 52, 200); }
 static void press_dismiss() { click(ALERTS, 158, 200); }
 
-// An item in trouble is taken off the list and put on it again, which reports it anew. It is the one that
-// the keys lead to from the first row; the two clicks are no double-click.
+// An item in trouble is taken off the list and put on it again, which reports it again. It is the one that
+// the keys lead to from the first row; the two clicks are not a double-click.
 static void raise_alert_of(const lines &way) {
     for (int x : {LIST_X, LIST_OTHER_X}) {
         click(MAIN, x, FIRST_ROW_Y);
@@ -400,7 +400,7 @@ TEST(WindowStatus, AButtonCanBePressedAgainBehindATick) {
     EXPECT_EQ(count_of(text_of(accesses), "outb 0296 80\noutb 0295 46\noutb 0296 80\n"), 1); // one clear
 }
 
-// There is nothing to clear: said on standard error, and the program goes on.
+// There is nothing to clear: reported on standard error, and the program goes on.
 TEST(WindowStatus, ASwitchWithoutALatchIsRefused) {
     std::string configuration =
         changed(troubled_configuration("300"), "PARAMETER=SWITCH1C\nSLAVE=0\nOFFSET=46\nBITMASK=80\n",

@@ -23,16 +23,16 @@ std::string troubled_configuration(const std::string &polling);
 std::string troubled_board(const std::string &polling, const std::string &more_toml = "");
 std::string board_in_trouble(const std::string &configuration, const std::string &more_toml = "");
 
-// What an alert of them says, behind its heading.
+// What an alert of them says, after its heading.
 extern const std::string TROUBLE;
 
-// What the program says of a mail; and, on standard error, the shell, whose last line of script has that
+// What the program prints about a mail; and, on standard error, the shell, whose last line of script has that
 // number, and the board.
 extern const std::string MAIL_SENT;
 std::string mail_said(const window_run &run, int number, int last_line, const std::string &recipients);
 
-// The accesses behind those of the start-up, which a reset of nothing takes, too.
+// The accesses after those of the start-up, which a reset of nothing takes, too.
 std::vector<std::string> behind_start_up(const std::string &board, const std::vector<std::string> &trace);
 
-// How often `part` stands there one behind the other, and nothing else; -1: not so.
+// How often `part` is repeated there, with nothing else in between; -1: it is not.
 int repetitions(const std::vector<std::string> &all, const std::vector<std::string> &part);

@@ -75,7 +75,7 @@ TEST(WindowFaults, MoreItemsThanThePagesHaveRoomForAreSaid) {
     }
 }
 
-// As many as there is room for are shown, and nothing is said.
+// As many as there is room for are shown, and nothing is reported.
 TEST(WindowFaults, FullPagesAreFull) {
     std::string items = with_many("+3.3V", 60);
     window_run run = start({small_board_with(small_settings("300") + items)});
@@ -85,7 +85,7 @@ TEST(WindowFaults, FullPagesAreFull) {
 }
 
 // It is never normal, so each reading is tried three times: two limits and a value that cannot be converted.
-// The two ends of its scale are said when the window is built.
+// The two ends of its scale are reported when the window is built.
 TEST(WindowFaults, AnUnknownCategoryIsSaidAndListed) {
     std::string items = changed(SMALL_ITEMS, "ITEM_CAT=VOLTAGE\n", "ITEM_CAT=PRESSURE\n");
     window_run run = start({small_board_with(small_settings("300") + items)});
@@ -251,7 +251,7 @@ TEST(WindowFaults, AMailCommandThatFailsIsNotNoticed) {
     expect_end(quit(run), MAIL_SENT, mail_said(run, 1, 8, "root") + mail_said(run, 2, 5, "root"));
 }
 
-// The window stands still for that long, and then goes on.
+// The window does not respond for that long, and then goes on.
 TEST(WindowFaults, AMailCommandThatHangsIsWaitedFor) {
     window_run run = start({small_board("300", "[mail]\nhangs_s = 2\n")});
     auto begin = std::chrono::steady_clock::now();
@@ -309,7 +309,7 @@ static void click_save() {
     click(MAIN, ITEMS_SAVE_X, BUTTONS_Y);
 }
 
-// The program ends, and says why; the file stays as it was.
+// The program ends, and reports why; the file stays as it was.
 TEST(WindowFaults, ACopyThatCannotBeMadeEndsTheProgram) {
     window_run run = start({small_board("300")});
     std::filesystem::create_directory(kept_path(run, "/etc/Kestrel.ini.old"));
@@ -388,7 +388,7 @@ TEST(WindowFaults, ADisplayThatIsNotThereIsSaid) {
     }
 }
 
-// What lies beside the program's directory is no module.
+// What is beside the program's directory is not a module.
 TEST(WindowFaults, AModuleThatIsBrokenIsSaid) {
     std::string directory = std::filesystem::canonical(scratch_directory()).string();
     std::string module = directory + "/lib/kestrel/kestrel-gtk.so";

@@ -154,7 +154,7 @@ TEST(WindowItems, AllItemsAreSelectedAndUnselected) {
 
 // ---- Saving
 
-// Of a file that somebody has written by hand only the values of two keys change.
+// Of a file written by hand only the values of two keys change.
 TEST(WindowItems, SaveLeavesEverythingElseAsItStands) {
     std::string configuration = "# of my own\r\n\n" + small_settings("300") + SMALL_ITEMS;
     configuration = changed(configuration, "POLLING=300\n", "pollIng=300\nPOLLING = 7\n; a note = 5\n");

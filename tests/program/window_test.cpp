@@ -1,4 +1,4 @@
-// The window as a whole: where it stands, what it reads and when, its menus and pages, and every way to quit.
+// The window as a whole: where it is, what it reads and when, its menus and pages, and every way to quit.
 #include <algorithm>
 #include <chrono>
 #include <csignal>

@@ -1,5 +1,5 @@
 #pragma once
-// Stands in the place of the buses (isa, smbus, gpio, ipmi, pci): each call is logged and answered by the
+// Replaces the buses (isa, smbus, gpio, ipmi, pci): each call is logged and answered by the
 // test, so that a reading's choice of route and order of calls can be tested whatever the routes themselves
 // do.
 //

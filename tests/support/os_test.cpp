@@ -305,7 +305,7 @@ int os_seek(int, int64_t offset) {
     return 0;
 }
 
-// The bytes lie at the very end of what was allocated, so that a sanitizer sees the first one read beyond
+// The bytes are at the very end of what was allocated, so that a sanitizer sees the first one read beyond
 // them.
 void *os_map(int fd, int64_t offset, size_t size) {
     bool refused =

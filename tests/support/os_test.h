@@ -1,12 +1,12 @@
 #pragma once
-// A third door, for tests of single functions: ports are answered by the test and every access is logged;
-// files live below a private directory; single calls can be made to fail.
+// A third door, for tests of single functions: the test answers for the ports, and every access is logged;
+// files are in a private directory; single calls can be made to fail.
 //
 // Log lines: "iopl 3", "ioperm 0295 1 1", "outb 0295 4e", "inb 0296 80", "outl 0cf8 80000000", "inl 0cfc
 // ffffffff", "open /dev/mem 2" (flags), "close 50", "seek f0000", "map f0000 1000", "unmap 1000", "sleep 1",
 // "usleep 550000", "syslog kes2 1 0 4 TEXT", "link A B", "rename A B", "unlink A", "system CMD", "popen CMD".
-// A refused or failed call has " failed" behind it. Reads, ioctls and waits are left to the test's own
-// answers to log. A private file: "create PATH 0600", "fchmod 0100 212" (bytes in the file by then), "fsync",
+// A refused or failed call is followed by " failed". Reads, ioctls and waits are logged only by the test's
+// own answers. A private file: "create PATH 0600", "fchmod 0100 212" (bytes in the file by then), "fsync",
 // "fclose". Processes: "fork", "exec PATH", "waitpid 4711".
 
 #include <cstdint>
@@ -21,7 +21,7 @@ namespace test_door {
 // Before each test: all ports granted and answering 0xFF, an empty directory, an empty log, no failures.
 void reset();
 
-// The log since the last call, one line an access.
+// The log since the last call, one line per access.
 std::string take_log();
 
 extern std::function<uint8_t(uint16_t port)> on_inb;
@@ -40,7 +40,7 @@ extern std::function<int(int fd, bool *readable)> on_wait; // as select: a count
 extern std::function<int(const char *command)> on_system;
 extern std::function<std::string(const char *command)> on_popen; // what the command prints
 
-// Nothing is forked and nothing run: a fork answers as in the parent, unless the test says otherwise.
+// Nothing is forked and nothing run: a fork answers as in the parent, unless the test makes it otherwise.
 constexpr pid_t CHILD = 4711;
 extern std::function<pid_t()> on_fork;
 extern std::function<void(const char *path)> on_exec;
@@ -78,14 +78,14 @@ void grant_all_ports(bool on);
 
 // Call `name` ("ioperm", "fopen", "fclose", "rename", ...) fails with `error` the `nth` time from now (1: the
 // next). "fread" and "fwrite" are the fillings and emptyings of the buffers of files opened afterwards; a
-// write that fails leaves half of its bytes in the file, as a disk that runs full does. "write" makes a
-// private file one to which nothing can be written.
+// write that fails leaves half of its bytes in the file, as a full disk does. "write" makes a private file
+// one that cannot be written.
 void fail_call(const char *name, int nth, int error);
 
 // Files as the program names them ("/etc/Kestrel.ini").
 void put_file(const char *path, const std::string &contents);
 bool has_file(const char *path);
-std::string file(const char *path); // "" when there is none
+std::string file(const char *path); // "" when there is no such file
 std::string real_path(const char *path);
 
 // What `call` printed.

@@ -32,7 +32,8 @@ static bool is_ours(GtkWidget *window) {
     return name == "app1" || name == "windowAlertMessage" || name == "about2" || name == "dialogInfo";
 }
 
-// Without ending a main loop: there is none. Windows of menus go with their own, so each is held.
+// Without ending a main loop, as there is no loop. A menu's window goes with the window it belongs to, so
+// each is held.
 static void close_windows() {
     if (myapp1 != nullptr)
         g_signal_handlers_disconnect_by_func(myapp1, reinterpret_cast<gpointer>(on_app1_destroy), nullptr);
@@ -89,7 +90,7 @@ system_settings *test_pages::open() {
 bool test_pages::wait_until(const std::function<bool()> &is_so) {
     constexpr int TRIES = 1000;
     for (int i = 0; i < TRIES; i++) {
-        gdk_window_raise(gtk_widget_get_window(myapp1)); // another test's window may lie above it
+        gdk_window_raise(gtk_widget_get_window(myapp1)); // another test's window may be above it
         gdk_flush();
         test_window::settle();
         if (is_so())

@@ -22,6 +22,6 @@ bool wait_until(const std::function<bool()> &is_so);
 // What is drawn there, red, green and blue from the top left on; release it with g_object_unref.
 GdkPixbuf *picture_of(GdkDrawable *drawable);
 
-std::string printed(const std::function<void()> &call); // what `call` said with g_print
+std::string printed(const std::function<void()> &call); // what `call` printed with g_print
 
 } // namespace test_pages

@@ -48,7 +48,7 @@ run_result run(const std::vector<std::string> &words) {
         arguments.push_back(const_cast<char *>(word.c_str()));
     arguments.push_back(nullptr);
     setenv("TZ", "UTC", 1);
-    unsetenv("DISPLAY"); // nobody's screen
+    unsetenv("DISPLAY"); // not the user's screen
     pid_t child;
     int failed = posix_spawn(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
     posix_spawn_file_actions_destroy(&actions);

@@ -63,7 +63,7 @@ static bool is_shown(Window window) {
     return XGetWindowAttributes(server, window, &attributes) != 0 && attributes.map_state == IsViewable;
 }
 
-// A program's window lies in the window manager's frame and in another one there; what is below it are the
+// A program's window is in the window manager's frame and in another one there; what is below it are the
 // parts of the window.
 constexpr int LEVELS = 3;
 
@@ -170,7 +170,7 @@ picture picture_of(window_id window, const place &part) {
 
 // ---- The clipboard
 
-// The owner's answer; false when there is none, or not within a second.
+// The owner's answer; false when there is no answer within a second.
 static bool wait_for_answer(XEvent *event) {
     for (int tries = 0; tries < 100; tries++) {
         if (XCheckTypedWindowEvent(server, own_window, SelectionNotify, event) != 0)

@@ -1,6 +1,6 @@
 #pragma once
 // What somebody in front of an X server sees of a program that he did not write: its windows and where they
-// stand, the colours in them, the text that was copied. Windows are named by their ids, 0 means none.
+// are, the colours in them, the text that was copied. Windows are named by their ids; 0 means no window.
 
 #include <string>
 #include <vector>

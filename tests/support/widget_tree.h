@@ -1,5 +1,5 @@
 #pragma once
-// The widgets of a window as the toolkit holds them, found without the program's own look-up.
+// The widgets of a window as the toolkit has them, found without the program's own look-up.
 
 #include <functional>
 #include <gtk/gtk.h>
@@ -15,7 +15,7 @@ GtkWidget *registered(GtkWidget *window, const std::string &name);
 // The window and all below it: named or not, shown or not, with the menus that hang on menu items.
 std::vector<GtkWidget *> all(GtkWidget *window);
 
-// The names under which the window's data holds widgets of its tree, the desktop library's own keys left out.
+// The names under which the window's data has widgets of its tree, the desktop library's own keys left out.
 std::set<std::string> registry(GtkWidget *window);
 
 // All labels below a widget, itself included.
@@ -24,7 +24,7 @@ std::vector<GtkLabel *> labels_in(GtkWidget *widget);
 std::vector<std::string> names_of_children(GtkWidget *container); // in their order, as names for themes
 
 // The name of the nearest registered widget around this one: through helpers without a name, from a menu
-// through the item that it hangs on. "" when there is none.
+// through the item that it hangs on. "" if there is no such widget.
 std::string enclosing(GtkWidget *window, GtkWidget *widget);
 
 // How many times `handler` is connected to the signal; a null one counts all that are connected.

@@ -25,7 +25,7 @@ void test_window::open_display() {
     std::ifstream(KESTREL_DISPLAY_FILE) >> display;
     if (!display.empty())
         setenv("DISPLAY", display.c_str(), 1);
-    setenv("GTK2_RC_FILES", "/dev/null", 1); // nobody's theme
+    setenv("GTK2_RC_FILES", "/dev/null", 1); // not the user's theme
     setenv("TZ", "UTC", 1);
     if (gnome_program_init("kestrel", "2.87", libgnomeui_module_info_get(), 0, nullptr, "app-datadir",
                            KESTREL_SOURCE_DIR, nullptr) == nullptr)

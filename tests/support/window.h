@@ -14,7 +14,7 @@ void open_display(); // once, before any widget
 void open(const std::string &configuration); // over the door of function tests alone
 void open_configured();                      // with the /etc/Kestrel.ini that the door has, whichever it is
 
-void settle(); // handles events until there are none
+void settle(); // handles events until there are no more
 
 GtkWidget *widget(const std::string &name);       // of the main window
 GtkWidget *alert_widget(const std::string &name); // of the alert window

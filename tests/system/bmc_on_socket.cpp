@@ -1,5 +1,5 @@
 // The management controller of an emulated machine: the emulator listens on a socket, this program connects
-// and answers by what virtual boards say of their BMC, and to general tools by sensor_records.cpp.
+// and answers as virtual boards describe their BMC, and general tools from sensor_records.cpp.
 //   bmc-on-socket SOCKET BOARD...
 // A command of network function 0x3E, which no program that is tested sends, chooses what is played:
 //   0x01 N      the N-th of the boards, counted from 0
@@ -40,7 +40,7 @@ static bool send_frame(int connection, const byte_string &bytes, uint8_t end) {
     return write(connection, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size());
 }
 
-// True with the next message; commands tell of the machine's power and interrupts and are passed over.
+// True with the next message; commands report the machine's power and interrupts, and are skipped.
 static bool receive_message(int connection, byte_string *message) {
     message->clear();
     bool escaped = false;
@@ -60,7 +60,7 @@ static bool receive_message(int connection, byte_string *message) {
     return false;
 }
 
-// One at a time: g++ 12 takes a ranged insert behind a braced list for an overflow.
+// One at a time: g++ 12 takes a ranged insert after a braced list for an overflow.
 static void append(byte_string *bytes, const uint8_t *more, size_t count) {
     for (size_t i = 0; i < count; i++)
         bytes->push_back(more[i]);
@@ -81,7 +81,7 @@ struct play {
     std::vector<virtual_board> boards;
     size_t on_stage = 0;
     int silent_after = 0; // commands
-    int silent_for = 0;   // behind those
+    int silent_for = 0;   // after those
     byte_string refused;  // network function, command
     uint8_t refused_with = 0;
 };

@@ -51,7 +51,7 @@ static bool has_limits(const sensor &sensor) { return sensor.limits != 0; }
 
 // ---- A record
 
-struct sensor_record { // as it lies in the repository, all fields bytes
+struct sensor_record { // as it is in the repository, all fields bytes
     uint8_t record_id[2];
     uint8_t version;
     uint8_t record_type;

@@ -6,5 +6,5 @@
 #include "bmc.h"
 
 // The answer to the standard commands of the repository and of the sensors: completion code and data. Empty:
-// the request (network function, command, data) is none of these.
+// the request (network function, command, data) is not one of these.
 byte_string sensor_answer(const byte_string &request);

@@ -342,7 +342,7 @@ TEST(AlertCrowd, AsManyAsThereAreStatesAreNotTooMany) {
     }
 }
 
-// The states of those walked before are up to date; what comes behind was not looked at.
+// The states of those walked before are up to date; what comes after was not looked at.
 TEST(AlertCrowd, StatesBeforeTheItemTooManyAreUpToDate) {
     open();
     for (const crowd_case &c : crowds) {
@@ -535,7 +535,7 @@ TEST(AlertSettings, ButtonShowsWhetherMailIsOn) {
     EXPECT_EQ(test_window::messages(), strings());
 }
 
-// The file switched mail on and does not say for whom: told once, and switched off.
+// The file switched mail on and does not say for whom: reported once, and switched off.
 TEST(AlertSettings, MailWithoutANameOrRecipientsIsToldOnceAndSwitchedOff) {
     static const struct {
         const char *name;

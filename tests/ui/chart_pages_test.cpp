@@ -54,7 +54,7 @@ static std::string member(const page_case &page, const char *prefix, const char 
     return prefix + page.kind + suffix + std::to_string(slot);
 }
 
-// Of a slot of which all that belongs to a row is shown, else what is: "!" behind an abnormal one.
+// Of a slot of which all that belongs to a row is shown, otherwise what is: "!" after an abnormal one.
 static std::string row(const page_case &page, unsigned slot) {
     std::string name = member(page, "label", "", slot);
     std::string reading = member(page, "label", "Reading", slot);
@@ -325,7 +325,7 @@ TEST(History, AppendDropsTheOldest) {
     float row[HISTORY_LENGTH + 1];
     for (unsigned i = 0; i < HISTORY_LENGTH; i++)
         row[i] = static_cast<float>(i);
-    row[HISTORY_LENGTH] = -7; // behind the history
+    row[HISTORY_LENGTH] = -7; // after the history
     vector_append(row, 1000.5);
     for (unsigned i = 0; i < 99; i++)
         EXPECT_EQ(row[i], static_cast<float>(i + 1)) << i;
@@ -371,7 +371,7 @@ static bool is_seen(const page_case &page, unsigned slot) {
 
 // The first three slots fit into the window.
 static void put_on_top(const page_case &page) {
-    int number = static_cast<int>(&page - pages) + 1; // behind the Summary page
+    int number = static_cast<int>(&page - pages) + 1; // after the Summary page
     gtk_notebook_set_current_page(GTK_NOTEBOOK(widget("notebook1")), number);
     ASSERT_TRUE(test_pages::wait_until([&] {
         return is_seen(page, 0) && is_seen(page, 1) && is_seen(page, 2);
@@ -396,7 +396,7 @@ static floats drawn(const page_case &page, unsigned slot) {
     return samples;
 }
 
-// Within a pixel; only the first sample that is not is told.
+// Within a pixel; only the first sample that is not is reported.
 static void expect_drawn(const page_case &page, unsigned slot, const floats &samples) {
     floats line = drawn(page, slot);
     floats wanted = ends_in(samples);
@@ -546,7 +546,7 @@ TEST(Charts, OneItemTooManyIsSaidOnEveryRefreshAndThePageStaysFilled) {
     }
 }
 
-// Items beyond the histories have none; those before them keep theirs, whatever is monitored.
+// Items beyond the histories have no history; those before them keep theirs, whatever is monitored.
 TEST(Charts, ItemsBeyondTheHistoriesAreShownWithoutOne) {
     open();
     for (const page_case &page : pages) {

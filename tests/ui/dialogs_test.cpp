@@ -24,7 +24,7 @@ static void show(GtkWidget *window) {
     test_window::settle();
 }
 
-// ---- About box: what it tells
+// ---- About box: what it says
 
 static GtkAboutDialog *new_about() {
     test_window::open_display();
@@ -93,7 +93,7 @@ TEST(AboutBox, OpensNoBrowser) {
     g_list_free(after);
 }
 
-// Neither is held by anyone once the box is gone and the next one stands.
+// Neither is held by anyone once the box is gone and the next one is there.
 TEST(AboutBox, ReleasesItsPictures) {
     GtkAboutDialog *about = new_about();
     unsigned gone = 0;
@@ -104,7 +104,7 @@ TEST(AboutBox, ReleasesItsPictures) {
     EXPECT_EQ(gone, 2u);
 }
 
-// A program whose data lies in this directory; the own "share" directory of the tests has no icon.
+// A program whose data is in this directory; the own "share" directory of the tests has no icon.
 static void start_with_data_in(const std::string &directory) {
     test_window::open_display();
     gnome_program_init("kestrel", "2.87", libgnomeui_module_info_get(), 0, nullptr, "app-datadir",

@@ -55,7 +55,7 @@ using texts = std::vector<std::string>;
 
 static const std::string system_lines = "[System]\nBUSTYPE=2\nINDEXREG=295\nDATAREG=296\nPOLLING=5\n";
 
-// Unused ports read as FF: limits and readings that nobody looks at here.
+// Unused ports read as FF: limits and readings that do not matter here.
 static std::string item_lines(const std::string &name, const std::string &category,
                               const std::string &monitor, const std::string &clear = "SWITCH1C") {
     return "\n[Item]\nITEM_NAME=" + name + "\nITEM_CAT=" + category +
@@ -673,8 +673,8 @@ TEST(Save, BothPagesInARow) {
     EXPECT_EQ(test_window::messages(), (texts{saved, saved}));
 }
 
-// A failure is said, named after the Items page whichever saves, and ends the main loop; the dialog is shown
-// all the same, and the configuration is the one that was there.
+// A failure is reported, named after the Items page whichever saves, and ends the main loop; the dialog is
+// shown all the same, and the configuration is the one that was there.
 TEST(Save, FailuresAreSaidAndEndTheMainLoop) {
     const struct {
         const char *call;
@@ -794,7 +794,7 @@ TEST(MachineName, IsCutOnAWholeCharacter) {
                  {"nnnn" + times(26, emoji), "nnnn" + times(8, emoji)}};
     for (const auto &row : table) {
         start(three_items("MAILALERT=FALSE\n"));
-        settings()->MailAlert = 0x11111111; // the field behind the name
+        settings()->MailAlert = 0x11111111; // the field after the name
         set_entry("entryMachineName", row.text);
         EXPECT_EQ(settings()->MachineName, row.name) << row.text;
         EXPECT_EQ(settings()->MailAlert, 0x11111111u) << row.text;
@@ -844,7 +844,7 @@ TEST(Recipients, AreCutOnAWholeCharacter) {
         start(three_items("MAILSERVER=server\n"));
         set_entry("entryRecipientMailbox", row.text);
         EXPECT_EQ(settings()->MailBox, row.box) << row.text.substr(0, 8);
-        EXPECT_STREQ(settings()->MailServer, "server") << row.text.substr(0, 8); // the field behind it
+        EXPECT_STREQ(settings()->MailServer, "server") << row.text.substr(0, 8); // the field after it
         EXPECT_EQ(entry_text("entryRecipientMailbox"), row.text);
     }
 }

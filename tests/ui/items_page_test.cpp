@@ -107,7 +107,7 @@ TEST(ItemList, CountHasNoLimit) {
     EXPECT_EQ(build(list), "");
     ASSERT_EQ(row_count(), 400);
     EXPECT_EQ(row(99), (strings{"*", "F 99", "", "500", "1099", ""}));
-    EXPECT_EQ(row(399), (strings{"*", "S 99", "", "", "Good", "Warning!"})); // state 99 is no good one
+    EXPECT_EQ(row(399), (strings{"*", "S 99", "", "", "Good", "Warning!"})); // state 99 is not a good one
 }
 
 TEST(ItemList, RowsAreRebuiltOnEveryRefresh) {
@@ -150,7 +150,7 @@ TEST(ItemCells, StarForAnyFlagButZero) {
     }
 }
 
-// Half a hundredth goes by the single-precision number nearest to the quotient: of 1.065 it lies above, of
+// Half a hundredth goes by the single-precision number nearest to the quotient: of 1.065 it is above, of
 // 0.005 and 12.105 below.
 TEST(ItemCells, LimitsByCategory) {
     open();
@@ -366,7 +366,7 @@ static int index_of(GtkTreePath *path) {
     return index;
 }
 
-// Numbers of rows; -1: none.
+// Numbers of rows; -1: no row.
 static int selected_row() {
     GtkTreeIter place;
     GtkTreeModel *model;

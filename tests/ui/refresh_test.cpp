@@ -484,7 +484,7 @@ TEST(ThermalWord, IsAskedForOnEveryTickRightBehindTheReading) {
     EXPECT_EQ(text_of(widget("labelThermalReading0")), "Low");
     answer_processor(0xFE);
     updateAll();
-    // The sensor's limit is no register; its reading is followed by the two of the word.
+    // The sensor's limit is not a register; its reading is followed by the two of the word.
     EXPECT_EQ(hw_recorder::take_log(), "isa_read 7 17\nisa_read 7 17\nisa_read 7 18\n"
                                        "isa_fan 0 5e\nisa_fan 0 5e\nisa_fan 0 28\n");
     EXPECT_EQ(text_of(widget("labelThermalReading0")), "High");

@@ -1,4 +1,4 @@
-// The Summary page: its rows, headings, separators and images, from display records as they stand.
+// The Summary page: its rows, headings, separators and images, from display records as they are.
 #include "ui/summary_page.h"
 
 #include <gtest/gtest.h>
@@ -267,7 +267,7 @@ TEST(Summary, ButtonsOfOtherSectionsAreLeftAsTheyAre) {
 
 // ---- Headings, separators, images
 
-// Which sections have a row, and between which of them a separator stands.
+// Which sections have a row, and between which of them there is a separator.
 TEST(Summary, SeparatorsStandOnlyBetweenSectionsWithRows) {
     open();
     static const struct {
@@ -413,7 +413,7 @@ TEST(Summary, RefreshEndsAtTheFirstItemTooMany) {
     EXPECT_EQ(rows("Fan")[15], "15 Fan 15: 1015 RPM");
     EXPECT_EQ(rows("Status"), (strings{"0 Before: Bad", "1 Another: Good"})); // the second one as it was
     EXPECT_EQ(rows("Voltage"), strings{"0 Old volt: 1.00 V"});
-    EXPECT_EQ(images(), strings{"Status"}); // of what was walked; the voltage behind was not judged
+    EXPECT_EQ(images(), strings{"Status"}); // of what was walked; the voltage after it was not judged
     EXPECT_EQ(headings(), strings());
     EXPECT_EQ(separators(), strings());
 }

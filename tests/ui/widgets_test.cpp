@@ -107,7 +107,7 @@ TEST(LookupSlot, FindsTheMemberOfAFamily) {
 
 // ---- Pictures
 
-// A program whose pictures lie below this directory.
+// A program whose pictures are below this directory.
 static std::string start_with_pictures() {
     test_window::open_display();
     std::string directory = testing::TempDir() + "kestrel-pictures-" + std::to_string(getpid());

@@ -252,8 +252,8 @@ static bool begins(const std::string &text, const std::string &with) {
 
 static std::string after; // what is to be saved
 
-// What is said, by the step that failed. A second name that no file can have, or that cannot be removed, is
-// no failure, and behind a short read comes the rest; a disk without room for the second name is one.
+// What is reported, by the step that failed. A second name that no file can have, or that cannot be removed,
+// is not a failure, and after a short read comes the rest; a disk without room for the second name is one.
 static std::string save_message(const planned_fault &fault) {
     const std::string saving = "on_buttonSaveItems_clicked(): ";
     const std::string &call = fault.call;
@@ -268,7 +268,7 @@ static std::string save_message(const planned_fault &fault) {
     return saving + "fclose() error!\n";
 }
 
-// The old file was read when it is closed, so the new one is whole then.
+// The old file was read when it is closed, so the new one is complete then.
 static bool is_saved(const window_run &run) {
     return save_message(run.fault).empty() || run.fault.call == "fclose /etc/Kestrel.ini.old";
 }

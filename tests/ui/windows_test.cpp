@@ -1,4 +1,4 @@
-// The widgets of the four windows: what they are, where they stand, how large they are, what they show.
+// The widgets of the four windows: what they are, where they are, how large they are, what they show.
 #include "ui/windows.h"
 
 #include <algorithm>
@@ -523,7 +523,7 @@ TEST(AppWindow, HasSixPagesInTheirOrder) {
     }
 }
 
-// ---- Boxes: places in them. What the list of a box says nothing about is neither expanded nor filled.
+// ---- Boxes: places in them. What is not in the list of a box is neither expanded nor filled.
 
 struct box_row {
     const char *name;

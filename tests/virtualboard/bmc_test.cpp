@@ -27,7 +27,7 @@ static bmc_device make_bmc() {
     return bmc;
 }
 
-// 0x5A is slave 0x2D as it stands on the bus.
+// 0x5A is slave 0x2D as it is on the bus.
 TEST(Bmc, EveryCommandThatItKnowsHasItsReply) {
     const struct {
         byte_string request; // network function, command, data

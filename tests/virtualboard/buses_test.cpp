@@ -1,4 +1,4 @@
-// What lies behind a bus or an address: SMBus adapters, PCI functions, physical memory.
+// What is behind a bus or an address: SMBus adapters, PCI functions, physical memory.
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
@@ -58,7 +58,8 @@ TEST(SMBusAdapter, WhatTheBoardDoesNotKnowFailsAndIsSaidToBeUnknown) {
     EXPECT_FALSE(known);
     EXPECT_EQ(transfer(&adapter, I2C_SMBUS_WRITE, 0x11, &byte, &known), -1);
     EXPECT_FALSE(known);
-    EXPECT_EQ(take(&adapter, I2C_SLAVE, 0x30), 0); // the kernel lets an address be taken where nobody is
+    EXPECT_EQ(take(&adapter, I2C_SLAVE, 0x30),
+              0); // the kernel lets an address be taken where there is no slave
     EXPECT_EQ(transfer(&adapter, I2C_SMBUS_READ, 0x10, &byte, &known), -1);
     EXPECT_EQ(errno, ENXIO);
     EXPECT_FALSE(known);
@@ -126,7 +127,7 @@ TEST(PCIFunctions, ADwordIsReadAtTheAddressThatWasWritten) {
     } table[] = {
         {0x8001FB00, 0x1E228086}, {0x8001FB20, 0x1101},
         {0x8001FB23, 0x1101},     // bits 0 and 1 are no part of the register
-        {0x8001FB24, 0},          // a register that nobody named
+        {0x8001FB24, 0},          // a register that was not named
         {0x8001FA00, 0xFFFFFFFF}, // another function
         {0x8000FB00, 0xFFFFFFFF}, // another bus
         {0x0001FB00, 0xFFFFFFFF}, // the enable bit is missing
@@ -160,7 +161,7 @@ TEST(Memory, WhatNobodyNamedIsZero) {
     EXPECT_FALSE(memory.present);
     put_memory(&memory, 0xFFA40, {1, 2});
     EXPECT_TRUE(memory.present);
-    put_memory(&memory, 0xFFA41, {3}); // the later one stands
+    put_memory(&memory, 0xFFA41, {3}); // the later one wins
     EXPECT_EQ(bytes_at(&memory, 0xFFA3F, 4), (std::vector<uint8_t>{0, 1, 3, 0}));
 }
 

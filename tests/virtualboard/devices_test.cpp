@@ -98,7 +98,7 @@ TEST(Cell, WhatIsWrittenStaysUntilTheRegisterMovesOn) {
     steps.steps = {{0, 1}, {30, 3}};
     EXPECT_EQ(write_cell(&steps, 10, 9), 0);
     EXPECT_EQ(value_at(&steps, 20), 9);
-    EXPECT_EQ(write_cell(&steps, 31, 8), 0); // behind the step, not before it
+    EXPECT_EQ(write_cell(&steps, 31, 8), 0); // after the step, not before it
     EXPECT_EQ(value_at(&steps, 40), 8);
 
     cell list;
@@ -172,7 +172,7 @@ static port_answer monitor_write(monitor_chip *chip, uint8_t reg, uint8_t value)
 TEST(Monitor, ABankHidesTheCommonRegister) {
     monitor_chip chip = make_monitor();
     EXPECT_EQ(monitor_read(&chip, 0x50), 2);
-    EXPECT_EQ(monitor_write(&chip, 0x4E, 0x81), ANSWERED); // bit 7 is no part of the bank
+    EXPECT_EQ(monitor_write(&chip, 0x4E, 0x81), ANSWERED); // bit 7 is not part of the bank
     EXPECT_EQ(monitor_read(&chip, 0x4E), 0x81);
     EXPECT_EQ(monitor_read(&chip, 0x50), 3);
     EXPECT_EQ(monitor_read(&chip, 0x20), 1);
@@ -295,7 +295,7 @@ TEST(SuperIO, TwoKeysOpenItAndOneDoesNot) {
     superio_chip chip = make_superio();
     superio_out(&chip, {0x20});
     EXPECT_EQ(superio_value(&chip), 0xFF);
-    superio_out(&chip, {0x87, 0x20}); // the second write is no key
+    superio_out(&chip, {0x87, 0x20}); // the second write is not a key
     EXPECT_EQ(superio_value(&chip), 0xFF);
     superio_out(&chip, {0x87, 0x87, 0x20});
     EXPECT_EQ(superio_value(&chip), 0x52);
@@ -306,7 +306,7 @@ TEST(SuperIO, TwoKeysOpenItAndOneDoesNot) {
 TEST(SuperIO, RegistersFrom0x30BelongToTheLogicalDevice) {
     superio_chip chip = make_superio();
     superio_out(&chip, {0x87, 0x87, 0xE6});
-    EXPECT_EQ(superio_value(&chip), -1); // device 0 has none
+    EXPECT_EQ(superio_value(&chip), -1); // device 0 has no such register
     superio_out(&chip, {0x07});
     superio_outb(&chip, 0x2F, 0, 10);
     EXPECT_EQ(superio_value(&chip), 10);
@@ -386,7 +386,7 @@ TEST(PortBlock, FourNeighboursMakeADwordLowestByteFirst) {
     EXPECT_EQ(block.chip.common[4].value, 0x88);
     EXPECT_EQ(block.chip.common[7].value, 0x55);
     value = 0xEE;
-    EXPECT_EQ(block_inl(&block, 0x805, 0, &value), NOT_MINE); // 0x808 is nobody's
+    EXPECT_EQ(block_inl(&block, 0x805, 0, &value), NOT_MINE); // 0x808 belongs to no device
     EXPECT_EQ(value, 0xEEu);
 }
 

@@ -28,7 +28,7 @@ TEST(Faults, OnlyThePlannedCallFails) {
     EXPECT_TRUE(call_fails("two"));
     EXPECT_EQ(errno, EACCES);
     EXPECT_FALSE(call_fails("three"));
-    plan_faults({.fail_at = 1, .error = EIO}); // counts anew
+    plan_faults({.fail_at = 1, .error = EIO}); // starts counting again
     errno = 0;
     EXPECT_EQ(transfer_fails("one"), FAILED_TRANSFER);
     EXPECT_EQ(errno, EIO);
@@ -118,7 +118,7 @@ TEST(Streams, AReadThatFailsIsAnError) {
     EXPECT_EQ(fclose(in), 0);
 }
 
-// As of a pipe, or of a file while a signal comes: the next read goes on behind it.
+// As of a pipe, or of a file while a signal comes: the next read goes on after it.
 TEST(Streams, AShortReadIsFollowedByTheRest) {
     std::string path;
     FILE *in = stream_of("twelve bytes", &path, "r");
@@ -217,7 +217,7 @@ TEST(FaultOptions, ACallFailsAndTheTraceSaysSo) {
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "fopen /etc/Kestrel.ini r"), 1);
 }
 
-// The error that the message tells is the one that was asked for.
+// The error in the message is the one that was asked for.
 TEST(FaultOptions, AnErrorHasItsName) {
     std::string calls = scratch_directory() + "/calls";
     run_virtual({"--calls", calls, "first-start", "-t"});

@@ -80,7 +80,7 @@ TEST(VirtualMail, ARunThatKeepsNothingOnlySaysIt) {
     EXPECT_TRUE(std::filesystem::is_empty(temporary));
 }
 
-// Root may read a file of mode 0100, nobody else.
+// Root may read a file of mode 0100, other users may not.
 TEST(VirtualMail, NeedsNoRightsOfRoot) {
     std::vector<std::string> without_rights;
     if (geteuid() == 0)

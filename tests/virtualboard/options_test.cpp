@@ -87,7 +87,7 @@ TEST(VirtualOptions, AnUnknownOptionSaysThatTheBoardComesFirst) {
         all.insert(all.end(), words.begin(), words.end());
         run_result result = run(all);
         EXPECT_EQ(result.err, "kestrel-virtual: unknown option: -t\n"
-                              "BOARD comes first, the options of kestrel behind it.\n"
+                              "BOARD comes first, then the options of kestrel.\n"
                               "Try: kestrel-virtual --help\n");
         EXPECT_EQ(result.status, 2);
     }
@@ -101,7 +101,7 @@ TEST(VirtualOptions, AListThatCannotBeMadeIsSaid) {
     EXPECT_EQ(result.status, 2);
 }
 
-// What is no board that comes with the program is looked for here.
+// What is not a board that comes with the program is looked for here.
 TEST(VirtualOptions, ADirectoryHereNeedsNoSlash) {
     std::filesystem::path board = make_board("uid = 5\n", nullptr);
     std::filesystem::path before = std::filesystem::current_path();
@@ -115,7 +115,7 @@ TEST(VirtualOptions, ADirectoryHereNeedsNoSlash) {
     EXPECT_EQ(lost.err, "kestrel-virtual: no such board: no-such-board\nTry: kestrel-virtual --help\n");
 }
 
-// Everything of a shipped board lies in its directory or among what the program brings along.
+// Everything of a shipped board is in its directory or among what the program brings along.
 TEST(VirtualOptions, ACopiedBoardWorksElsewhere) {
     for (const char *name : {"first-start", "w83627dhg", "bmc-ob-winbond"}) {
         std::string copy = scratch_directory() + "/copy";
@@ -141,7 +141,7 @@ TEST(VirtualOptions, FilesAndCopiesComeOnTopOfTheBoardsOwn) {
     EXPECT_EQ(file_contents(kept + "/etc/Kestrel.ini"), "two\n");
 }
 
-// The section stands without its head and without the master file's own comments.
+// The section comes without its head and without the master file's own comments.
 TEST(VirtualOptions, TheConfigurationIsTheProductsSectionOfTheMasterFile) {
     std::string kept = scratch_directory() + "/kept";
     std::string board = make_board(NO_BMC + "uid = 5\nconfiguration = \"H2SB-I\"\n", nullptr);

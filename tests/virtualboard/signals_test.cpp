@@ -1,5 +1,5 @@
-// Signals that end a run: the private copy goes, the trace ends with a whole line, nothing is half done, and
-// the run ends as the signal would have ended it.
+// Signals that end a run: the private copy goes, the trace ends with a complete line, nothing is half done,
+// and the run ends as the signal would have ended it.
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -41,7 +41,7 @@ static started_run start(const std::string &temporary, std::vector<std::string> 
 }
 
 // Until the program has printed its first report, which it does when all is set up. The last line has the
-// time behind its dashes.
+// time after its dashes.
 static void wait_for_report(int out) {
     std::string seen;
     char buffer[512];

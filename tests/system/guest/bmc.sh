@@ -1,4 +1,4 @@
-# A machine with a management controller behind a keyboard-controller interface; what it plays is directed by
+# A machine with a management controller behind a keyboard-controller interface; its behaviour is directed by
 # commands that kestrel never sends.
 
 direct() { ipmitool raw 0x3e "$@" >/dev/null 2>&1 || failed "directing the BMC: $*"; }
@@ -68,7 +68,7 @@ reports "silent for seconds" /tmp/well
 took=$(($(seconds) - before))
 if [ $took -ge 3 ]; then passed "silent for seconds: it was waited for"; else failed "silent for seconds: $took s"; fi
 
-# Each start asks once. (ipmitool would ask questions of its own, and be kept waiting: it is not used behind this.)
+# Each start asks once. (ipmitool would ask questions of its own, and be kept waiting: it is not used after this.)
 direct 2 0 2
 run kestrel -v
 says "silent at the start" 0 "${banner}kestrel version 2.87(120421)\n" ""

@@ -1,5 +1,5 @@
 # A board of the maker's, by its SMBIOS tables, with the south bridge's SMBus and eight memories on it (slaves 0x50
-# to 0x57), whose bytes stand for the registers of sensor chips.
+# to 0x57), whose bytes represent the registers of sensor chips.
 
 adapter=/sys/bus/i2c/devices/i2c-0
 
@@ -9,7 +9,7 @@ unload_bus() { rmmod i2c-dev i2c-i801 i2c-smbus; }
 
 byte_of() { i2cget -y 0 "$1" "$2" b; }
 
-# ---- Who may start it, and what it says of itself
+# ---- Who may start it, and what it says about itself
 
 run kestrel -v
 says "-v" 0 "${banner}kestrel version 2.87(120421)\n" ""

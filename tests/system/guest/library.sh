@@ -28,7 +28,7 @@ is() {
   if [ "$2" = "$3" ]; then passed "$1"; else failed "$1" "\"$3\" instead of \"$2\""; fi
 }
 
-# A report ends with the time, which nobody can know beforehand.
+# A report ends with the time, which cannot be known beforehand.
 without_time() { sed 's/^\(-\{45\}\) [A-Z][a-z][a-z] [A-Z][a-z][a-z] .* 20[0-9][0-9]$/\1 (the time)/' "$1"; }
 
 # same ABOUT EXPECTED ACTUAL: two files.
@@ -43,7 +43,7 @@ same() {
   fi
 }
 
-# says ABOUT STATUS OUTPUT MESSAGES: all of the last command; texts as printf wants them.
+# says ABOUT STATUS OUTPUT MESSAGES: all of the last command; texts as for printf.
 says() {
   is "$1: status" "$2" "$status"
   printf "$3" >/tmp/wanted

@@ -39,7 +39,7 @@ run send-mail-really test "root;touch$(printf '\t')/tmp/X" "$name"
 is "a hostile name: its text" "The system '$name' has the following health information:" "$(text 3 | head -n 1)"
 is "hostile texts: nothing is run" "" "$(ls /tmp/X 2>/dev/null)"
 
-# A link that somebody else has put there.
+# A link that another user has put there.
 echo precious >/tmp/precious
 rm -f /tmp/KestrelMailAlert
 ln -s /tmp/precious /tmp/KestrelMailAlert

@@ -31,7 +31,7 @@ has_printed() { [ "$(printed_reports)" -ge "$1" ]; }
 
 shows() { [ "$(service "$1")" = "$2" ]; } # PROPERTY VALUE
 
-# start_anew: like somebody who has all the time in the world between two starts.
+# start_anew: as if a long time had passed between two starts.
 start_anew() {
   systemctl reset-failed kestrel 2>/dev/null
   systemctl restart kestrel 2>/dev/null
