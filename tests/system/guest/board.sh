@@ -123,6 +123,17 @@ ports_report >/tmp/ports
 run kestrel -t
 reports "a monitor behind ports" /tmp/ports
 is "a monitor behind ports: the bank is put back" 80 "$(clock_register 4e)"
+
+# Copies at once, at one index port: no reading takes another copy's register, no bank is left changed.
+copies="1 2 3 4"
+for copy in $copies; do
+  for turn in 1 2 3 4 5; do kestrel -t; done >/tmp/copy$copy 2>&1 &
+done
+wait
+for turn in 1 2 3 4 5; do without_time /tmp/ports; done >/tmp/expected-copy
+for copy in $copies; do same "copies at once: reports of number $copy" /tmp/expected-copy /tmp/copy$copy; done
+is "copies at once: the bank is put back" 80 "$(clock_register 4e)"
+
 run kestrel -r "Chassis Intrusion"
 says "-r behind ports" 0 "${banner}Done.\n\"Chassis Intrusion\" is reset!\n\n" ""
 is "-r behind ports: the clear register" 01 "$(clock_register 46)" # bit 7 set, and cleared again

@@ -88,7 +88,7 @@ same "the first start: the service goes on by itself" /tmp/report-in-journal /tm
 is "the command" "/usr/sbin/kestrel -t -i 60" "$(tr '\0' ' ' </proc/"$(service MainPID)"/cmdline | sed 's/ $//')"
 run kestrel -t
 reports "beside it, by hand" /tmp/smbus
-is "the lock" "755 600" "$(stat -c %a /run/kestrel /run/kestrel/lock | xargs)"
+is "the file of turns" "755 600" "$(stat -c %a /run/kestrel /run/kestrel/turn | xargs)"
 
 # ---- The interval, and the end
 
@@ -98,17 +98,17 @@ if within 30 has_printed 4; then passed "another interval"; else failed "another
 run kestrel -t
 reports "beside it, every second" /tmp/smbus
 
-waits() { printed | grep -q '^Warning: Another copy of this program uses the machine; it is waited for.$'; }
+waits() { printed | grep -q '^Warning: Another copy of this program is using the hardware; waiting for it.$'; }
 
-flock -o /run/kestrel/lock sleep 60 & # like a copy that does not end
+hold-turn & # like a copy that hangs
 within 10 waits || failed "its turn: it does not wait"
 before=$(date +%s%3N)
 systemctl stop kestrel
 took=$(($(date +%s%3N) - before))
 if [ $took -lt 5000 ]; then passed "the end"; else failed "the end" "after $took ms"; fi
 is "the end: result" "inactive success" "$(service ActiveState) $(service Result)"
-is "the end: the lock stays" "755 600" "$(stat -c %a /run/kestrel /run/kestrel/lock | xargs)"
-kill $!
+is "the end: the file of turns stays" "755 600" "$(stat -c %a /run/kestrel /run/kestrel/turn | xargs)"
+kill -KILL $! # the kernel gives its turn back
 
 start_anew
 first=$(service MainPID)
