@@ -321,6 +321,14 @@ TEST(Reset, ASwitchWithoutAClearRecordIsRefused) {
     EXPECT_EQ(result.status, 0);
 }
 
+// Both streams in one place, as on a terminal or with "2>&1".
+static std::string all_of(std::vector<std::string> words) {
+    const std::vector<std::string> shell = {"/bin/sh",       "-c",      "exec \"$0\" \"$@\" 2>&1",
+                                            KESTREL_VIRTUAL, "--clock", "2026-01-05 10:00:00"};
+    words.insert(words.begin(), shell.begin(), shell.end());
+    return run(words).out;
+}
+
 // A chip whose code has no way to clear: chip 9 in place of chip 1, its switch set.
 TEST(Reset, AChipThatCannotBeClearedIsSaid) {
     std::string section = section_of("w83627hf");
@@ -336,5 +344,26 @@ TEST(Reset, AChipThatCannotBeClearedIsSaid) {
         run_result result = run_virtual({make_board(toml, &other), "-r", SWITCH});
         EXPECT_EQ(result.out, BANNER + "Failed.\n\"Chassis Intrusion\" is NOT reset!\n\n") << chip;
         EXPECT_EQ(result.err, "Warning: Non-supported chipset \"Chassis Intrusion\".\n") << chip;
+        EXPECT_EQ(all_of({make_board(toml, &other), "-r", SWITCH}),
+                  BANNER + "Warning: Non-supported chipset \"Chassis Intrusion\".\nFailed.\n"
+                           "\"Chassis Intrusion\" is NOT reset!\n\n");
     }
+}
+
+// Each message is whole and comes when it is made: that of the access before that of the reset which it
+// failed.
+TEST(Reset, MessagesComeWholeAndInTheirOrder) {
+    std::string section = changed(section_of("adm1026-amd8111"), "PARAMETER=SWITCH1C\nSLAVE=2c\n",
+                                  "PARAMETER=SWITCH1C\nSLAVE=2d\n");
+    std::string toml = changed(changed(shipped("adm1026-amd8111"), "configuration = \"H3DP-8\"", ""),
+                               "0x23 = 0  #", "0x23 = 0x40  #");
+    std::string text = all_of({make_board(toml, &section), "-r", SWITCH});
+    const std::string refused = "Error: ioctl(), slave=0x2d\n";
+    std::string last; // the clear's, after those of a reading's three tries for the limit of that name
+    for (int messages = 0; messages < 4; messages++)
+        last += refused;
+    last += "Failed.\n\"Chassis Intrusion\" is NOT reset!\n\n";
+    EXPECT_EQ(text.substr(text.size() - std::min(text.size(), last.size())), last);
+    for (const std::string &line : lines_of(text))
+        EXPECT_TRUE(line.find("ioctl") == std::string::npos || line + "\n" == refused) << line;
 }
