@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "hw/held_signals.h"
+#include "hw/machine_turn.h"
 #include "support/run.h"
 
 static const std::string DIRECTORY = KESTREL_TURN_DIRECTORY;
@@ -319,6 +320,52 @@ TEST(Turns, NoSignalEndsATurn) {
         status = status_of(only);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal << ": " << status;
     }
+}
+
+// Standard error goes to a pipe that is full, and nobody reads it.
+static void stop_reading_of_errors() {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    dup2(ends[1], STDERR_FILENO);
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    char page[4096] = {};
+    while (write(ends[1], page, sizeof page) > 0)
+        ;
+    fcntl(ends[1], F_SETFL, 0);
+}
+
+// It finds something to complain of in its turn, and nobody reads that: it waits, but no other copy does.
+TEST(Turns, AStalledReaderOfMessagesKeepsNobodyElseWaiting) {
+    begin();
+    copy other = start_copy();
+    int begun[2];
+    ASSERT_EQ(pipe(begun), 0);
+    pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        prepare_signals();
+        signal(SIGTERM, SIG_DFL);
+        stop_reading_of_errors();
+        {
+            machine_turn whole;
+            complain("Error: ioctl(), slave=0x2e\n");
+            if (write(begun[1], "b", 1) != 1)
+                _exit(1);
+        }
+        _exit(2);
+    }
+    char byte;
+    ASSERT_EQ(read(begun[0], &byte, 1), 1);
+    expect_done(other, TAKE);
+    expect_done(other, GIVE_BACK);
+    usleep(200000);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, WNOHANG), 0) << "its message is not lost";
+    kill(child, SIGTERM);
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << "a signal ends it: " << status;
+    end(other);
+    EXPECT_EQ(file_contents(other.errors), "");
 }
 
 // ---- The file
