@@ -95,10 +95,13 @@ GtkWidget *new_table(const char *name, unsigned rows, unsigned columns) {
     return name_widget(gtk_table_new(rows, columns, FALSE), name);
 }
 
+// A viewport takes the requests of what is in it to be laid out anew, but passes over those that come before
+// its page is shown for the first time: hiding what is not used. So it lays out once more then.
 GtkWidget *new_scrolled_viewport(const char *name, const char *viewport_name, GtkWidget **viewport) {
     GtkWidget *scrolled = name_widget(gtk_scrolled_window_new(nullptr, nullptr), name);
     gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_AUTOMATIC, GTK_POLICY_AUTOMATIC);
     *viewport = name_widget(gtk_viewport_new(nullptr, nullptr), viewport_name);
+    g_signal_connect(*viewport, "realize", G_CALLBACK(gtk_widget_queue_resize), nullptr);
     gtk_container_add(GTK_CONTAINER(scrolled), *viewport);
     return scrolled;
 }

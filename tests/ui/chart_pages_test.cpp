@@ -442,6 +442,40 @@ TEST(Charts, PageInTheBackTakesTheSame) {
     }
 }
 
+// ---- The layout when a page comes on top for the first time: nothing is laid out again after that, unless a
+// text changes.
+
+// A row is 32 + 100 + 16 pixels high, and a separator 2.
+TEST(Charts, FirstShowingHasRoomForTheRowsThatAreShownAlone) {
+    open();
+    for (const page_case &page : pages) {
+        build(page, run_of(page.make, "Item", 5, 10));
+        put_on_top(page);
+        GtkAllocation table;
+        gtk_widget_get_allocation(widget("table" + page.kind), &table);
+        EXPECT_EQ(table.height, 5 * 148 + 4 * 2) << page.kind;
+    }
+}
+
+static int left_of_reading(const page_case &page) {
+    int x, y;
+    gtk_label_get_layout_offsets(GTK_LABEL(widget(member(page, "label", "Reading", 0))), &x, &y);
+    return x;
+}
+
+// Digits are equally wide, so the text is, too.
+TEST(Charts, ReadingStaysWhereItIsWhenItsTextChanges) {
+    open();
+    for (const page_case &page : pages) {
+        build(page, {page.make("Item", 62)});
+        put_on_top(page);
+        int left = left_of_reading(page);
+        build(page, {page.make("Item", 66)});
+        test_window::settle();
+        EXPECT_EQ(left_of_reading(page), left) << page.kind;
+    }
+}
+
 // Height, from the bottom, of the light blue line above a sample; -1: no line.
 static int line_height(GtkCurve *chart, unsigned sample) {
     GdkPixbuf *picture = test_pages::picture_of(chart->pixmap);
