@@ -42,7 +42,7 @@ static GnomeUIInfo setup_menu[] = {
      .handler = G_CALLBACK(on_items1_activate)},
     {.type = GNOME_APP_UI_ITEM,
      .label = "_Alert",
-     .hint = "Who is told when an item fails or recovers",
+     .hint = "Who is notified when an item fails or recovers",
      .handler = G_CALLBACK(on_alert1_activate)},
     END,
 };
