@@ -1,6 +1,7 @@
 #include "ui/alert_window.h"
 
 #include <cstdio>
+#include <gdk/gdkkeysyms.h>
 
 #include "alert/alert_list.h"
 #include "ui/widgets.h"
@@ -90,6 +91,14 @@ void on_buttonUp_clicked(GtkButton *button, gpointer) {
 }
 
 gboolean on_windowAlertMessage_delete_event(GtkWidget *window, GdkEvent *, gpointer) {
+    hide_alert_window(window);
+    return TRUE;
+}
+
+// Escape closes it, as it closes dialogs. Every other key is the widgets'.
+gboolean on_windowAlertMessage_key_press_event(GtkWidget *window, GdkEventKey *key, gpointer) {
+    if (key->keyval != GDK_KEY_Escape)
+        return FALSE;
     hide_alert_window(window);
     return TRUE;
 }

@@ -11,4 +11,6 @@ void on_buttonAcknowledge_clicked(GtkButton *button, gpointer data);
 void on_buttonDismiss_clicked(GtkButton *button, gpointer data);
 void on_buttonDown_clicked(GtkButton *button, gpointer data);
 void on_buttonUp_clicked(GtkButton *button, gpointer data);
-gboolean on_windowAlertMessage_delete_event(GtkWidget *window, GdkEvent *event, gpointer data); // hides it
+// Both hide it: closing by the window manager, and Escape.
+gboolean on_windowAlertMessage_delete_event(GtkWidget *window, GdkEvent *event, gpointer data);
+gboolean on_windowAlertMessage_key_press_event(GtkWidget *window, GdkEventKey *key, gpointer data);

@@ -162,6 +162,7 @@ static const signal_row alert_signals[] = {
     {"buttonDown", "clicked", G_CALLBACK(on_buttonDown_clicked)},
     {"buttonUp", "clicked", G_CALLBACK(on_buttonUp_clicked)},
     {"windowAlertMessage", "delete-event", G_CALLBACK(on_windowAlertMessage_delete_event)},
+    {"windowAlertMessage", "key-press-event", G_CALLBACK(on_windowAlertMessage_key_press_event)},
 };
 
 static void attach(GtkWidget *table, GtkWidget *widget, unsigned column, unsigned row) {

@@ -1,6 +1,7 @@
 #include "ui/alert_window.h"
 
 #include <cstring>
+#include <gdk/gdkkeysyms.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -301,6 +302,21 @@ TEST(AlertWindow, ClosedByTheWindowManagerItIsHidden) {
     EXPECT_EQ(shown(), "2/2 b");
     press("buttonUp");
     EXPECT_EQ(shown(), "1/2 a");
+}
+
+TEST(AlertWindow, EscapeHidesItAndNoOtherKeyDoes) {
+    start({"a", "b"}, 2);
+    click("buttonShowAlertMessage");
+    test_window::settle();
+    for (guint key : {GDK_KEY_Up, GDK_KEY_x, GDK_KEY_Tab}) {
+        press_key(mywindowAlertMessage, key);
+        EXPECT_TRUE(is_window_shown()) << key;
+    }
+    press_key(mywindowAlertMessage, GDK_KEY_Escape);
+    EXPECT_FALSE(is_window_shown());
+    EXPECT_EQ(listed(), "a b");
+    click("buttonShowAlertMessage");
+    EXPECT_EQ(shown(), "2/2 b");
 }
 
 TEST(AlertWindow, AnAlertShowsTheWindow) {

@@ -44,6 +44,15 @@ inline void close_by_window_manager(GtkWidget *window) {
     send_event(window, gtk_widget_get_window(window), GDK_DELETE);
 }
 
+inline void press_key(GtkWidget *window, guint keyval) {
+    GdkEvent *event = gdk_event_new(GDK_KEY_PRESS);
+    event->key.window = static_cast<GdkWindow *>(g_object_ref(gtk_widget_get_window(window)));
+    event->key.send_event = TRUE;
+    event->key.keyval = keyval;
+    gtk_main_do_event(event);
+    gdk_event_free(event);
+}
+
 // Replaces an entry's text key by key.
 inline void type_text(const std::string &name, const std::string &text) {
     GtkEditable *entry = GTK_EDITABLE(test_window::widget(name));
