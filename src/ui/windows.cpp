@@ -83,10 +83,16 @@ GtkWidget *create_app1() {
     return app;
 }
 
+// The boxes lie above it, and the one that was opened last above the others.
+static void stay_above_main_window(GtkWidget *box) {
+    if (myapp1 != nullptr)
+        gtk_window_set_transient_for(GTK_WINDOW(box), GTK_WINDOW(myapp1));
+}
+
 // ---- About box
 
 static const char *const COPYRIGHT = "Copyright \xC2\xA9 2026 The Kestrel II maintainers\n"
-                                     "Hardware health monitor for the server boards of Brigantine\n"
+                                     "Hardware-health monitor for Brigantine server boards\n"
                                      "MIT licence";
 
 GtkWidget *create_about2() {
@@ -104,6 +110,7 @@ GtkWidget *create_about2() {
         gtk_window_set_default_icon(icon); // that of the other windows, too
         g_object_unref(icon);
     }
+    stay_above_main_window(about);
     register_widgets(about);
     g_signal_connect(about, "response", G_CALLBACK(on_about2_response), nullptr);
     return about;
@@ -145,8 +152,7 @@ static void widen_to(GtkWidget *dialog, GtkWidget *label) {
 // Kept on purpose: every message is a dialog of its own, and one that was confirmed stays hidden in memory.
 GtkWidget *show_info(const char *message) {
     GtkWidget *dialog = create_dialogInfo();
-    if (myapp1 != nullptr)
-        gtk_window_set_transient_for(GTK_WINDOW(dialog), GTK_WINDOW(myapp1));
+    stay_above_main_window(dialog);
     GtkWidget *label = lookup_widget(dialog, "labelInfo");
     gtk_label_set_text(GTK_LABEL(label), message);
     widen_to(dialog, label);

@@ -152,6 +152,15 @@ static GtkWidget *show_about() {
     return myabout2;
 }
 
+// As the information dialogs do: the window manager would keep those below a box that belongs to no window.
+TEST(AboutBox, StaysAboveTheApplicationWindow) {
+    test_window::open_display();
+    myapp1 = create_app1();
+    GtkWidget *about = create_about2();
+    EXPECT_EQ(gtk_window_get_transient_for(GTK_WINDOW(about)), GTK_WINDOW(myapp1));
+    gtk_widget_destroy(about);
+}
+
 TEST(AboutBox, IsForgottenAndDestroyedByEveryNegativeResponse) {
     static const int responses[] = {GTK_RESPONSE_CANCEL, GTK_RESPONSE_DELETE_EVENT, GTK_RESPONSE_CLOSE, -1};
     for (int response : responses) {
