@@ -16,12 +16,13 @@ static GtkWidget *create_name_row() {
     GtkWidget *row = size_widget(name_widget(gtk_hbox_new(FALSE, 0), "hbox2"), 600, 32);
     GtkBox *box = GTK_BOX(row);
     GtkWidget *label = new_label("labelNameForThisSystem", "Name for this system:", 150, 16);
-    fit_text(label, 150);
     gtk_box_pack_start(box, label, FALSE, FALSE, 8);
-    gtk_box_pack_start(box, new_entry("entryMachineName", 30, 220, 24), FALSE, TRUE, 0);
+    GtkWidget *entry = new_entry("entryMachineName", 30, 220, 24);
+    gtk_box_pack_start(box, entry, FALSE, TRUE, 0);
     gtk_box_pack_start(box, new_label("label5", "", 30, 26), FALSE, FALSE, 8);
-    pack_button(row, "buttonMailTest", "E-mail Test", 100);
-    pack_button(row, "buttonAlertSave", "Save", 60);
+    GtkWidget *test = pack_button(row, "buttonMailTest", "E-mail Test", 100);
+    GtkWidget *save = pack_button(row, "buttonAlertSave", "Save", 60);
+    fit_alike({label, entry, test, save}, OWN_WIDTH);
     return row;
 }
 
@@ -32,7 +33,6 @@ static void attach(GtkWidget *table, GtkWidget *widget, unsigned left, unsigned 
 static GtkWidget *create_mail_table() {
     GtkWidget *table = new_table("table8", 3, 2);
     GtkWidget *check = name_widget(gtk_check_button_new_with_label("E-mail Alert"), "checkbuttonMailAlert");
-    fit_text(check, 100);
     attach(table, size_widget(check, 100, 20), 0, 1, 0);
     GtkWidget *hint = new_label(
         "labelInOrderTo",
@@ -42,15 +42,18 @@ static GtkWidget *create_mail_table() {
     attach(table, hint, 0, 2, 1);
     GtkWidget *recipients = new_label("label7", "Recipients:", 100, 16);
     justify_label(recipients, GTK_JUSTIFY_RIGHT);
+    gtk_misc_set_padding(GTK_MISC(recipients), 4, 0); // from the entry
     attach(table, recipients, 0, 1, 2);
-    attach(table, new_entry("entryRecipientMailbox", 0, 500, 24), 1, 2, 2);
+    GtkWidget *entry = new_entry("entryRecipientMailbox", 0, 500, 24);
+    attach(table, entry, 1, 2, 2);
+    fit_alike({check, recipients, entry}, OWN_WIDTH);
     return table;
 }
 
 static GtkWidget *create_show_row() {
     GtkWidget *row = size_widget(name_widget(gtk_hbox_new(FALSE, 0), "hbox3"), 198, 32);
     GtkWidget *button = new_button("buttonShowAlertMessage", "Show Alert messages", 150, 26);
-    fit_text(button, 150);
+    fit_text(button, OWN_WIDTH);
     gtk_box_pack_start(GTK_BOX(row), button, FALSE, FALSE, 8);
     return row;
 }

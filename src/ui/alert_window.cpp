@@ -12,7 +12,9 @@ static void show_counter(GtkWidget *from) {
     char counter[40];
     snprintf(counter, sizeof counter, "%d/%d", get_alert_msg_node_index(current_alert_msg_node),
              get_alert_msg_node_count(alert_msg_head));
-    gtk_label_set_text(GTK_LABEL(lookup_widget(from, "labelIndexCount")), counter);
+    GtkWidget *label = lookup_widget(from, "labelIndexCount");
+    gtk_label_set_text(GTK_LABEL(label), counter);
+    fit_text(label, ALERT_COLUMN_WIDTH);
 }
 
 static void show_message(GtkWidget *from) {

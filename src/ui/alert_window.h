@@ -6,6 +6,8 @@
 void show_current_message(); // of the list: its text and the counter; "No message!" for the head
 void pop_up_alert_window();  // where it was, if it was hidden
 
+constexpr int ALERT_COLUMN_WIDTH = 318 / 3; // of its table, which is wider than what is in it asks for
+
 void on_buttonShowAlertMessage_clicked(GtkButton *button, gpointer data);
 void on_buttonAcknowledge_clicked(GtkButton *button, gpointer data);
 void on_buttonDismiss_clicked(GtkButton *button, gpointer data);

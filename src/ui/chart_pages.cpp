@@ -130,7 +130,7 @@ static void fill_slot(GtkWidget *window, const chart_page *page, unsigned slot, 
     if (slot > 0)
         gtk_widget_show(member(window, "hseparator", page, "", slot - 1));
     show_label(member(window, "label", page, "Limit", slot), limits);
-    show_label(member(window, "label", page, "", slot), shown_text(display->name).c_str());
+    show_name(member(window, "label", page, "", slot), shown_text(display->name).c_str(), OWN_WIDTH);
     show_label(member(window, "label", page, "Reading", slot), shown_text(reading).c_str());
     show_chart(window, page, slot, ordinal, display->value);
     set_shown(member(window, "image", page, "", slot), isNormalReading(display) != 1);

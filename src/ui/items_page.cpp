@@ -23,16 +23,17 @@ GtkTreeViewColumn *warning_column;
 static GtkWidget *create_polling_row() {
     GtkWidget *row = size_widget(name_widget(gtk_hbox_new(FALSE, 0), "hbox1"), 500, 32);
     GtkWidget *label = new_label("label1", "Polling Interval:", 110, 16);
-    fit_text(label, 110);
+    gtk_misc_set_padding(GTK_MISC(label), 4, 0); // from the window's edge, and from the entry
     gtk_box_pack_start(GTK_BOX(row), label, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(row), new_entry("entryPolling", 3, 40, 24), FALSE, FALSE, 0);
+    GtkWidget *entry = new_entry("entryPolling", 3, 40, 24);
+    gtk_box_pack_start(GTK_BOX(row), entry, FALSE, FALSE, 0);
     GtkWidget *unit = new_label("label2", "Seconds", 70, 16);
-    fit_text(unit, 70);
     gtk_box_pack_start(GTK_BOX(row), unit, FALSE, FALSE, 0);
     gtk_box_pack_start(GTK_BOX(row), new_label("label3", "", 100, 16), FALSE, FALSE, 0);
-    pack_button(row, "buttonSelectAll", "Select All", 90);
-    pack_button(row, "buttonUnselectAll", "Unselect All", 90);
-    pack_button(row, "buttonItemsSave", "Save", 60);
+    GtkWidget *select = pack_button(row, "buttonSelectAll", "Select All", 90);
+    GtkWidget *unselect = pack_button(row, "buttonUnselectAll", "Unselect All", 90);
+    GtkWidget *save = pack_button(row, "buttonItemsSave", "Save", 60);
+    fit_alike({label, entry, unit, select, unselect, save}, OWN_WIDTH);
     return row;
 }
 

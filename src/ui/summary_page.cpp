@@ -1,6 +1,7 @@
 #include "ui/summary_page.h"
 
 #include <string>
+#include <vector>
 
 #include "items/cell_text.h"
 #include "items/history.h"
@@ -40,10 +41,13 @@ static void attach(GtkWidget *table, GtkWidget *widget, unsigned column, unsigne
 
 constexpr auto AS_WIDE_AS_COLUMN = static_cast<GtkAttachOptions>(GTK_EXPAND | GTK_FILL);
 
-// A name too long for its column ends in dots, and is told whole by the pointer.
+// The width of a column beside a scroll bar. What is too long for it is written smaller, and there are four
+// pixels between a name and the next.
+constexpr int COLUMN_WIDTH = 144;
+
 static GtkWidget *new_name_label(const char *name) {
     GtkWidget *label = new_label(name, name, 120, 16);
-    gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
+    gtk_misc_set_padding(GTK_MISC(label), 2, 0);
     return label;
 }
 
@@ -63,10 +67,10 @@ static void keep_width(GtkWidget *table, unsigned column, int width, GtkAttachOp
     attach(table, keeper, column, 0, across);
 }
 
-static GtkWidget *create_section(const summary_section *section) {
+static GtkWidget *create_section(const summary_section *section, GtkWidget **heading) {
     GtkWidget *table = new_table(name_of("tableSummary", section).c_str(), section->rows, COLUMNS);
-    GtkWidget *heading = new_label(name_of("labelSummary", section).c_str(), section->heading, 120, 32);
-    attach(table, heading, 0, 0, AS_WIDE_AS_COLUMN);
+    *heading = new_label(name_of("labelSummary", section).c_str(), section->heading, 120, 32);
+    attach(table, *heading, 0, 0, AS_WIDE_AS_COLUMN);
     for (unsigned column = 0; column < COLUMNS; column += 2)
         keep_width(table, column, 120, AS_WIDE_AS_COLUMN);
     keep_width(table, COLUMNS - 1, 32, GTK_FILL);
@@ -82,13 +86,17 @@ GtkWidget *create_summary_page() {
     GtkWidget *page = new_scrolled_viewport("scrolledwindowSummary", "viewportSummary", &viewport);
     GtkWidget *box = name_widget(gtk_vbox_new(FALSE, 0), "vboxSummary");
     gtk_container_add(GTK_CONTAINER(viewport), box);
+    std::vector<GtkWidget *> headings;
     for (const summary_section &section : sections) {
+        GtkWidget *heading;
         bool grows = &section != &sections[0]; // the first grid takes the room it needs and no more
-        gtk_box_pack_start(GTK_BOX(box), create_section(&section), grows, grows, 0);
+        gtk_box_pack_start(GTK_BOX(box), create_section(&section, &heading), grows, grows, 0);
+        headings.push_back(heading);
         if (section.has_separator)
             gtk_box_pack_start(GTK_BOX(box), new_separator(name_of("hseparatorSummary", &section).c_str()),
                                TRUE, TRUE, 8);
     }
+    fit_alike(headings, COLUMN_WIDTH);
     return page;
 }
 
@@ -107,10 +115,7 @@ static void fill_slot(GtkWidget *window, unsigned slot, const item_display *disp
     const summary_section *section = &sections[display->cat];
     char cell[CELL_SIZE];
     summary_text(display, cell);
-    std::string name = shown_text(display->name);
-    GtkWidget *label = member(window, "labelSummary", section, slot);
-    show_label(label, name.c_str());
-    show_tooltip(label, name.c_str());
+    show_name(member(window, "labelSummary", section, slot), shown_text(display->name).c_str(), COLUMN_WIDTH);
     GtkWidget *button = member(window, "buttonSummary", section, slot);
     show_button(button, shown_text(cell).c_str());
     if (display->cat == CAT_SWITCH)

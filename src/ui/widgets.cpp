@@ -1,5 +1,6 @@
 #include "ui/widgets.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -38,38 +39,112 @@ void justify_label(GtkWidget *label, GtkJustification side) {
     gtk_misc_set_alignment(GTK_MISC(label), side == GTK_JUSTIFY_RIGHT ? 1 : 0, 0.5);
 }
 
-static int natural_width(GtkWidget *widget) {
+// ---- Fitting a text into its room
+
+// 0.7 of a font of 10 points at 96 dpi, for which the sizes are made; below it nobody could read it.
+constexpr double SMALLEST_PX = 9.3;
+constexpr int STEP = 5; // per cent
+
+static double font_px(GtkWidget *widget) {
+    gtk_widget_ensure_style(widget);
+    const PangoFontDescription *font = gtk_widget_get_style(widget)->font_desc;
+    double size = pango_font_description_get_size(font) / static_cast<double>(PANGO_SCALE);
+    if (pango_font_description_get_size_is_absolute(font))
+        return size;
+    double dpi = gdk_screen_get_resolution(gtk_widget_get_screen(widget));
+    return size * (dpi > 0 ? dpi : 96) / 72;
+}
+
+// What the widget would ask for without a size request.
+static GtkRequisition natural_size(GtkWidget *widget) {
     int width, height;
     gtk_widget_get_size_request(widget, &width, &height);
     gtk_widget_set_size_request(widget, NATURAL, NATURAL);
     GtkRequisition natural;
     gtk_widget_size_request(widget, &natural);
     gtk_widget_set_size_request(widget, width, height);
-    return natural.width;
+    return natural;
 }
 
-static void scale_text(GtkLabel *label, double scale) {
+// The first label in a widget: that of a button with a picture lies deep in it.
+static GtkWidget *label_in(GtkWidget *widget) {
+    if (GTK_IS_LABEL(widget) || !GTK_IS_CONTAINER(widget))
+        return GTK_IS_LABEL(widget) ? widget : nullptr;
+    GtkWidget *found = nullptr;
+    GList *children = gtk_container_get_children(GTK_CONTAINER(widget));
+    for (GList *child = children; child != nullptr && found == nullptr; child = child->next)
+        found = label_in(static_cast<GtkWidget *>(child->data));
+    g_list_free(children);
+    return found;
+}
+
+static void scale_label(GtkLabel *label, int percent) {
     PangoAttrList *attributes = pango_attr_list_new();
-    pango_attr_list_insert(attributes, pango_attr_scale_new(scale));
+    pango_attr_list_insert(attributes, pango_attr_scale_new(percent / 100.0));
     gtk_label_set_attributes(label, attributes);
     pango_attr_list_unref(attributes);
 }
 
-void fit_text(GtkWidget *widget, int room) {
-    constexpr int SMALLEST = 70; // per cent of the user's font; below it nobody could read it
-    GtkLabel *label = GTK_LABEL(GTK_IS_LABEL(widget) ? widget : gtk_bin_get_child(GTK_BIN(widget)));
-    for (int percent = 95; percent >= SMALLEST && natural_width(widget) > room; percent -= 5)
-        scale_text(label, percent / 100.0);
+static void scale_entry(GtkWidget *entry, int percent) {
+    if (percent == WHOLE)
+        return;
+    double px = font_px(entry) * percent / 100;
+    PangoFontDescription *font = pango_font_description_copy(gtk_widget_get_style(entry)->font_desc);
+    pango_font_description_set_absolute_size(font, px * PANGO_SCALE);
+    gtk_widget_modify_font(entry, font);
+    pango_font_description_free(font);
 }
+
+void scale_text(GtkWidget *widget, int percent) {
+    GtkLabel *label = GTK_LABEL(label_in(widget));
+    if (percent != WHOLE || gtk_label_get_attributes(label) != nullptr)
+        scale_label(label, percent);
+}
+
+// A line of text is two pixels higher than the lowest room here, which its letters do not use.
+bool text_fits(GtkWidget *widget, int room) {
+    constexpr int UNUSED = 2;
+    int width, height;
+    gtk_widget_get_size_request(widget, &width, &height);
+    if (room != OWN_WIDTH)
+        width = room;
+    GtkRequisition natural = natural_size(widget);
+    return (width == NATURAL || natural.width <= width) &&
+           (height == NATURAL || natural.height <= height + UNUSED);
+}
+
+int fit_text(GtkWidget *widget, int room) {
+    int percent = WHOLE;
+    scale_text(widget, percent);
+    double smallest = 100 * SMALLEST_PX / font_px(widget);
+    while (percent - STEP >= smallest && !text_fits(widget, room))
+        scale_text(widget, percent -= STEP);
+    return percent;
+}
+
+// An entry is as high as a button without its frame, and its text can be scrolled: it goes by the others.
+void fit_alike(const std::vector<GtkWidget *> &row, int room) {
+    int percent = WHOLE;
+    for (GtkWidget *widget : row)
+        if (!GTK_IS_ENTRY(widget))
+            percent = std::min(percent, fit_text(widget, room));
+    for (GtkWidget *widget : row)
+        if (GTK_IS_ENTRY(widget))
+            scale_entry(widget, percent);
+        else
+            scale_text(widget, percent);
+}
+
+// ---- More widgets
 
 GtkWidget *new_button(const char *name, const char *text, int width, int height) {
     return size_widget(name_widget(gtk_button_new_with_label(text), name), width, height);
 }
 
-void pack_button(GtkWidget *row, const char *name, const char *text, int width) {
+GtkWidget *pack_button(GtkWidget *row, const char *name, const char *text, int width) {
     GtkWidget *button = new_button(name, text, width, 26);
-    fit_text(button, width);
     gtk_box_pack_start(GTK_BOX(row), button, FALSE, FALSE, 4);
+    return button;
 }
 
 GtkWidget *new_stock_button(const char *name, const char *stock_id, int width, int height) {
@@ -232,25 +307,37 @@ std::string shown_text(const char *text) {
     return shown;
 }
 
-// A text that stands there already is not set again: that would lay out and draw it anew.
+// A text that is there already is not set again: that would measure it, lay it out and draw it anew.
 void show_label(GtkWidget *label, const char *text) {
-    if (strcmp(gtk_label_get_text(GTK_LABEL(label)), text) != 0)
+    if (strcmp(gtk_label_get_text(GTK_LABEL(label)), text) != 0) {
         gtk_label_set_text(GTK_LABEL(label), text);
+        fit_text(label, OWN_WIDTH);
+    }
     gtk_widget_show(label);
 }
 
 void show_button(GtkWidget *button, const char *text) {
     const char *present = gtk_button_get_label(GTK_BUTTON(button));
-    if (present == nullptr || strcmp(present, text) != 0)
-        g_object_set(button, "label", text, nullptr);
+    if (present == nullptr || strcmp(present, text) != 0) {
+        g_object_set(button, "label", text, nullptr); // which makes a new label
+        fit_text(button, OWN_WIDTH);
+    }
     gtk_widget_show(button);
 }
 
-void show_tooltip(GtkWidget *widget, const char *text) {
-    char *present = gtk_widget_get_tooltip_text(widget);
-    if (g_strcmp0(present, text) != 0)
-        gtk_widget_set_tooltip_text(widget, text);
-    g_free(present);
+static void set_name(GtkLabel *label, const char *name, int room) {
+    gtk_label_set_ellipsize(label, PANGO_ELLIPSIZE_NONE);
+    gtk_label_set_text(label, name);
+    fit_text(GTK_WIDGET(label), room);
+    bool fits = text_fits(GTK_WIDGET(label), room);
+    gtk_label_set_ellipsize(label, fits ? PANGO_ELLIPSIZE_NONE : PANGO_ELLIPSIZE_MIDDLE);
+    gtk_widget_set_tooltip_text(GTK_WIDGET(label), fits ? nullptr : name);
+}
+
+void show_name(GtkWidget *label, const char *name, int room) {
+    if (strcmp(gtk_label_get_text(GTK_LABEL(label)), name) != 0)
+        set_name(GTK_LABEL(label), name, room);
+    gtk_widget_show(label);
 }
 
 // The entry shows no more characters than it takes; a text that is shown already is not set again, for that

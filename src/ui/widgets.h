@@ -4,6 +4,7 @@
 
 #include <gtk/gtk.h>
 #include <string>
+#include <vector>
 
 constexpr int NATURAL = -1;
 
@@ -19,13 +20,19 @@ std::string slot_name(const char *prefix, unsigned slot);
 GtkWidget *new_label(const char *name, const char *text, int width, int height);
 void justify_label(GtkWidget *label, GtkJustification side); // its lines, and the text in its room
 
-// Writes a label's, or a button's, text smaller until it fits into `room` pixels: sizes are fixed here, but
-// not the user's font.
-void fit_text(GtkWidget *widget, int room);
+// Sizes are fixed here, but not the user's font: what does not fit is written smaller, as far as it can be
+// read. The text of a label or a button has `room` pixels across (OWN_WIDTH: as many as the widget asks for;
+// NATURAL: any number) and the height that the widget asks for.
+constexpr int OWN_WIDTH = 0;
+constexpr int WHOLE = 100;
+int fit_text(GtkWidget *widget, int room); // returns the size of the writing, in per cent of the user's font
+bool text_fits(GtkWidget *widget, int room);
+void scale_text(GtkWidget *widget, int percent);
+// All of them as small as the smallest; entries, too.
+void fit_alike(const std::vector<GtkWidget *> &row, int room);
 
 GtkWidget *new_button(const char *name, const char *text, int width, int height);
-void pack_button(GtkWidget *row, const char *name, const char *text,
-                 int width); // 26 high, its text made to fit
+GtkWidget *pack_button(GtkWidget *row, const char *name, const char *text, int width); // 26 high
 GtkWidget *new_stock_button(const char *name, const char *stock_id, int width, int height);
 GtkWidget *new_entry(const char *name, int most_characters, int width, int height); // 0 characters: no limit
 GtkWidget *new_warning_image(const char *name, int width, int height);
@@ -66,8 +73,10 @@ void glade_set_atk_action_description(AtkAction *action, const char *action_name
 // replacement characters.
 std::string shown_text(const char *text);
 
-void show_label(GtkWidget *label, const char *text);   // sets the text and shows the label
+void show_label(GtkWidget *label, const char *text);   // sets the text, made to fit, and shows the label
 void show_button(GtkWidget *button, const char *text); // the same of a button
-void show_tooltip(GtkWidget *widget, const char *text);
+// The same of a name, which may be of any length: one that cannot be made to fit has dots in its middle (the
+// numbers that tell names apart stand at their ends) and is shown whole by the pointer.
+void show_name(GtkWidget *label, const char *name, int room);
 void set_entry_quietly(GtkWidget *entry, const char *text); // without raising its "changed" handlers
 void set_shown(GtkWidget *widget, bool shown);

@@ -1,6 +1,7 @@
 #include "ui/windows.h"
 
 #include <iterator>
+#include <vector>
 
 #include "config/version.h"
 #include "ui/alert_page.h"
@@ -59,11 +60,13 @@ static const signal_row app_signals[] = {
 
 static GtkWidget *create_notebook() {
     GtkWidget *notebook = name_widget(gtk_notebook_new(), "notebook1");
+    std::vector<GtkWidget *> tabs;
     for (const auto &page : pages) {
         GtkWidget *content = page.create();
-        gtk_notebook_append_page(GTK_NOTEBOOK(notebook), content,
-                                 new_label(page.tab_name, page.tab_text, 70, 16));
+        tabs.push_back(new_label(page.tab_name, page.tab_text, 70, 16));
+        gtk_notebook_append_page(GTK_NOTEBOOK(notebook), content, tabs.back());
     }
+    fit_alike(tabs, OWN_WIDTH);
     return notebook;
 }
 
@@ -193,13 +196,17 @@ static GtkWidget *create_alert_buttons() {
     GtkWidget *counter = new_label("labelIndexCount", "0 / 0", 26, 16);
     justify_label(counter, GTK_JUSTIFY_RIGHT);
     gtk_misc_set_padding(GTK_MISC(counter), 6, 0);
-    attach(table, counter, 1, 0);
-    attach(table, new_stock_button("buttonUp", GTK_STOCK_GO_UP, 90, 30), 2, 0);
+    GtkWidget *up = new_stock_button("buttonUp", GTK_STOCK_GO_UP, 90, 30);
     GtkWidget *acknowledge = new_button("buttonAcknowledge", "Acknowledge", 90, 30);
-    fit_text(acknowledge, 318 / 3); // the table's columns are wider than the button asks for
+    GtkWidget *dismiss = new_button("buttonDismiss", "Dismiss", 90, 30);
+    GtkWidget *down = new_stock_button("buttonDown", GTK_STOCK_GO_DOWN, 90, 30);
+    fit_text(counter, ALERT_COLUMN_WIDTH);
+    fit_alike({up, acknowledge, dismiss, down}, ALERT_COLUMN_WIDTH);
+    attach(table, counter, 1, 0);
+    attach(table, up, 2, 0);
     attach(table, acknowledge, 0, 1);
-    attach(table, new_button("buttonDismiss", "Dismiss", 90, 30), 1, 1);
-    attach(table, new_stock_button("buttonDown", GTK_STOCK_GO_DOWN, 90, 30), 2, 1);
+    attach(table, dismiss, 1, 1);
+    attach(table, down, 2, 1);
     return table;
 }
 

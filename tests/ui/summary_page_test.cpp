@@ -460,3 +460,23 @@ TEST(Summary, NoColourDependsOnAState) {
         EXPECT_TRUE(gdk_color_equal(&before, &after)) << heading;
     }
 }
+
+// ---- Tooltips
+
+static std::string tooltip_of(const std::string &name) {
+    char *text = gtk_widget_get_tooltip_text(widget(name));
+    std::string found = text != nullptr ? text : "none";
+    g_free(text);
+    return found;
+}
+
+TEST(SummaryTooltip, TellsANameThatIsCut) {
+    open();
+    const std::string long_name = "A name of thirty-nine characters, no. 1";
+    build({fan(long_name, 1000), fan("CPU1 Core A Temperature", 1000)});
+    EXPECT_EQ(tooltip_of("labelSummaryFan0"), long_name);
+    EXPECT_EQ(tooltip_of("labelSummaryFan1"), "none");
+    build({fan("Fan 1", 1000), fan(long_name, 1000)});
+    EXPECT_EQ(tooltip_of("labelSummaryFan0"), "none");
+    EXPECT_EQ(tooltip_of("labelSummaryFan1"), long_name);
+}

@@ -294,6 +294,51 @@ TEST(FitText, GoesByTheWholeButton) {
     EXPECT_LE(asked.width, room);
 }
 
+TEST(FitText, GoesByTheHeightThatIsAskedFor) {
+    test_window::open_display();
+    GtkWidget *label = new_text();
+    EXPECT_EQ(fit_text(label, NATURAL), 100);
+    gtk_widget_set_size_request(label, NATURAL, 12);
+    fit_text(label, NATURAL);
+    int width, height;
+    pango_layout_get_pixel_size(gtk_label_get_layout(GTK_LABEL(label)), &width, &height);
+    EXPECT_LE(height, 12 + 2);
+    gtk_widget_set_size_request(label, NATURAL, NATURAL);
+    EXPECT_EQ(fit_text(label, NATURAL), 100) << "it grows again";
+}
+
+TEST(FitText, ReachesTheTextBesideAPicture) {
+    test_window::open_display();
+    GtkWidget *button = gtk_button_new_from_stock(GTK_STOCK_GO_DOWN);
+    GtkRequisition asked, smaller;
+    gtk_widget_size_request(button, &asked);
+    fit_text(button, asked.width - 8);
+    gtk_widget_size_request(button, &smaller);
+    EXPECT_LE(smaller.width, asked.width - 8);
+}
+
+static double scale_of(GtkWidget *label) {
+    PangoAttrList *attributes = gtk_label_get_attributes(GTK_LABEL(label));
+    if (attributes == nullptr)
+        return 1;
+    PangoAttrIterator *first = pango_attr_list_get_iterator(attributes);
+    PangoAttribute *scale = pango_attr_iterator_get(first, PANGO_ATTR_SCALE);
+    double value = reinterpret_cast<PangoAttrFloat *>(scale)->value;
+    pango_attr_iterator_destroy(first);
+    return value;
+}
+
+TEST(FitAlike, WritesAllAsSmallAsTheSmallest) {
+    test_window::open_display();
+    GtkWidget *wide = new_text();
+    GtkWidget *narrow = gtk_label_new("Save");
+    int room = text_width(wide) * 85 / 100;
+    fit_alike({narrow, wide}, room);
+    EXPECT_LE(text_width(wide), room);
+    EXPECT_LT(scale_of(wide), 1);
+    EXPECT_EQ(scale_of(narrow), scale_of(wide));
+}
+
 // ---- Showing
 
 TEST(ShownText, ReplacesWhatIsNoUtf8) {
@@ -327,15 +372,46 @@ TEST(ShowButton, SetsTheTextAndShowsTheButton) {
     }
 }
 
-TEST(ShowTooltip, SetsItsText) {
+static std::string tooltip_of(GtkWidget *widget) {
+    char *text = gtk_widget_get_tooltip_text(widget);
+    std::string found = text != nullptr ? text : "none";
+    g_free(text);
+    return found;
+}
+
+static bool is_cut(GtkWidget *label) {
+    GtkAllocation room = {0, 0, 120, 16};
+    gtk_widget_size_allocate(label, &room);
+    return pango_layout_is_ellipsized(gtk_label_get_layout(GTK_LABEL(label)));
+}
+
+TEST(ShowName, ShortensOnlyWhatCannotBeWrittenSmallEnough) {
     test_window::open_display();
     GtkWidget *label = gtk_label_new("");
-    for (const char *text : {"first", "second", "second"}) {
-        show_tooltip(label, text);
-        char *shown = gtk_widget_get_tooltip_text(label);
-        EXPECT_STREQ(shown, text);
-        g_free(shown);
+    gtk_widget_set_size_request(label, 120, 16);
+    static const struct {
+        std::string name;
+        bool cut;
+    } rows[] = {
+        {"Fan 1", false},
+        {"Power Supply 1 Absence", false}, // 140 pixels or more of the default font
+        {"A name of thirty-nine characters, no. 1", true},
+        {"Fan 2", false},
+    };
+    for (const auto &row : rows) {
+        show_name(label, row.name.c_str(), 120);
+        EXPECT_EQ(is_cut(label), row.cut) << row.name;
+        EXPECT_EQ(tooltip_of(label), row.cut ? row.name : "none");
+        EXPECT_TRUE(gtk_widget_get_visible(label));
     }
+}
+
+// The numbers that tell them apart stand at their ends.
+TEST(ShowName, LeavesBothEndsOfALongName) {
+    test_window::open_display();
+    GtkWidget *label = gtk_label_new("");
+    show_name(label, "The fan of the chassis in the back, no. 10", 100);
+    EXPECT_EQ(gtk_label_get_ellipsize(GTK_LABEL(label)), PANGO_ELLIPSIZE_MIDDLE);
 }
 
 static int changes;
