@@ -58,11 +58,75 @@ GtkWidget *create_items_page() {
     return page;
 }
 
-static GtkTreeViewColumn *append_column(const char *title, int store_column) {
+// The renderer is one for all columns, but the name's alone gives way: a long one has dots in its middle, and
+// the other columns stay in the window.
+static void shorten_names(GtkTreeViewColumn *column, GtkCellRenderer *cell, GtkTreeModel *, GtkTreeIter *,
+                          gpointer) {
+    bool is_name = column == monitored_item_column;
+    g_object_set(cell, "ellipsize", is_name ? PANGO_ELLIPSIZE_MIDDLE : PANGO_ELLIPSIZE_NONE, nullptr);
+}
+
+static GtkTreeViewColumn *append_column(const char *title, int store_column, int percent) {
     GtkTreeViewColumn *column =
         gtk_tree_view_column_new_with_attributes(title, text_renderer, "text", store_column, nullptr);
+    gtk_tree_view_column_set_cell_data_func(column, text_renderer, shorten_names, nullptr, nullptr);
+    gtk_tree_view_column_set_expand(column, store_column == NAME_COLUMN);
+    GtkWidget *header = gtk_label_new(title);
+    scale_text(header, percent);
+    gtk_widget_show(header);
+    gtk_tree_view_column_set_widget(column, header);
     gtk_tree_view_append_column(GTK_TREE_VIEW(treeview1), column);
     return column;
+}
+
+// Of a row of the longest texts that are usual, so that it is as wide as the list beside its scroll bar.
+static int fitting_size() {
+    constexpr int LIST_WIDTH = 590;
+    constexpr int AROUND_A_TITLE = 14;
+    GtkWidget *row = gtk_label_new("Checked CPU1 Core A Temperature High Limit Low Limit Overheat Warning!");
+    g_object_ref_sink(row);
+    int percent = fit_text(row, LIST_WIDTH - LIST_COLUMNS * AROUND_A_TITLE);
+    g_object_unref(row);
+    return percent;
+}
+
+static int text_width(const char *text) {
+    double scale;
+    g_object_get(text_renderer, "scale", &scale, nullptr);
+    GtkWidget *label = gtk_label_new(text);
+    g_object_ref_sink(label);
+    scale_text(label, static_cast<int>(scale * WHOLE + 0.5));
+    GtkRequisition asked;
+    gtk_widget_size_request(label, &asked);
+    g_object_unref(label);
+    return asked.width;
+}
+
+static bool is_cut(GtkTreeView *list, GtkTreePath *row, const char *name) {
+    GdkRectangle cell;
+    gtk_tree_view_get_cell_area(list, row, gtk_tree_view_get_column(list, NAME_COLUMN), &cell);
+    int padding_across, padding_down;
+    gtk_cell_renderer_get_padding(text_renderer, &padding_across, &padding_down);
+    return text_width(name) > cell.width - 2 * padding_across;
+}
+
+// The whole name, where it is cut.
+static gboolean on_query_tooltip(GtkWidget *widget, int x, int y, gboolean by_keyboard, GtkTooltip *tooltip,
+                                 gpointer) {
+    GtkTreeView *list = GTK_TREE_VIEW(widget);
+    GtkTreeModel *model;
+    GtkTreePath *path;
+    GtkTreeIter row;
+    if (!gtk_tree_view_get_tooltip_context(list, &x, &y, by_keyboard, &model, &path, &row))
+        return FALSE;
+    char *name;
+    gtk_tree_model_get(model, &row, NAME_COLUMN, &name, -1);
+    bool cut = is_cut(list, path, name);
+    gtk_tooltip_set_text(tooltip, name);
+    gtk_tree_view_set_tooltip_row(list, tooltip, path);
+    g_free(name);
+    gtk_tree_path_free(path);
+    return cut;
 }
 
 void create_item_list(GtkWidget *window) {
@@ -71,12 +135,16 @@ void create_item_list(GtkWidget *window) {
     treeview1 = lookup_widget(window, "treeview1");
     gtk_tree_view_set_model(GTK_TREE_VIEW(treeview1), GTK_TREE_MODEL(list_store));
     text_renderer = gtk_cell_renderer_text_new(); // one for all columns
-    checked_column = append_column("Checked", CHECKED_COLUMN);
-    monitored_item_column = append_column("Monitored Item", NAME_COLUMN);
-    high_limit_column = append_column("High Limit", HIGH_LIMIT_COLUMN);
-    low_limit_column = append_column("Low Limit", LOW_LIMIT_COLUMN);
-    status_column = append_column("Status", STATUS_COLUMN);
-    warning_column = append_column("Warning", WARNING_COLUMN);
+    int percent = fitting_size();
+    g_object_set(text_renderer, "scale", percent / static_cast<double>(WHOLE), nullptr);
+    checked_column = append_column("Checked", CHECKED_COLUMN, percent);
+    monitored_item_column = append_column("Monitored Item", NAME_COLUMN, percent);
+    high_limit_column = append_column("High Limit", HIGH_LIMIT_COLUMN, percent);
+    low_limit_column = append_column("Low Limit", LOW_LIMIT_COLUMN, percent);
+    status_column = append_column("Status", STATUS_COLUMN, percent);
+    warning_column = append_column("Warning", WARNING_COLUMN, percent);
+    gtk_widget_set_has_tooltip(treeview1, TRUE);
+    g_signal_connect(treeview1, "query-tooltip", G_CALLBACK(on_query_tooltip), nullptr);
 }
 
 // ---- Refresh

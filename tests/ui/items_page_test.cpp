@@ -479,3 +479,47 @@ TEST(PlaceInList, SelectionGoesWithItsRow) {
     EXPECT_EQ(selected_row(), -1);
     EXPECT_EQ(test_window::take_warnings(), strings());
 }
+
+// ---- Names that are too long
+
+// Whether the pointer on that row's name brings a tooltip.
+static bool has_tooltip(int row) {
+    GtkTreeView *view = GTK_TREE_VIEW(treeview1);
+    GtkTreePath *path = gtk_tree_path_new_from_indices(row, -1);
+    GdkRectangle area;
+    gtk_tree_view_get_cell_area(view, path, monitored_item_column, &area);
+    gtk_tree_path_free(path);
+    int x, y;
+    gtk_tree_view_convert_bin_window_to_widget_coords(view, area.x + 2, area.y + 2, &x, &y);
+    GObject *tooltip = G_OBJECT(g_object_new(GTK_TYPE_TOOLTIP, nullptr));
+    gboolean shown = FALSE;
+    g_signal_emit_by_name(treeview1, "query-tooltip", x, y, FALSE, tooltip, &shown);
+    g_object_unref(tooltip);
+    return shown;
+}
+
+TEST(ItemList, TellsANameThatIsCutByThePointer) {
+    open();
+    build({fan(std::string(39, 'W'), 1000), fan("CPU1 Core A Temperature", 1000)});
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(widget("notebook1")), 4);
+    test_window::settle();
+    EXPECT_TRUE(has_tooltip(0));
+    EXPECT_FALSE(has_tooltip(1));
+}
+
+TEST(ItemList, NamesAloneGiveWay) {
+    open();
+    build({fan(std::string(39, 'W'), 100)});
+    gtk_notebook_set_current_page(GTK_NOTEBOOK(widget("notebook1")), 4);
+    test_window::settle();
+    int width = 0;
+    for (GtkTreeViewColumn *column : {checked_column, monitored_item_column, high_limit_column,
+                                      low_limit_column, status_column, warning_column})
+        width += gtk_tree_view_column_get_width(column);
+    GtkAllocation list;
+    gtk_widget_get_allocation(treeview1, &list);
+    EXPECT_EQ(width, list.width);
+    GtkAdjustment *across =
+        gtk_scrolled_window_get_hadjustment(GTK_SCROLLED_WINDOW(widget("scrolledwindow1")));
+    EXPECT_LE(gtk_adjustment_get_upper(across), gtk_adjustment_get_page_size(across));
+}
