@@ -11,6 +11,7 @@
 constexpr unsigned SECTIONS = 4;
 constexpr unsigned ITEMS_A_ROW = 4;
 constexpr unsigned COLUMNS = 2 * ITEMS_A_ROW; // every second one stays empty, as spacing
+constexpr unsigned LATCH_BUTTONS = 8; // of the statuses; kept on purpose: a click on the others does nothing
 
 struct summary_section {
     const char *kind; // in the names of its widgets
@@ -51,12 +52,19 @@ static GtkWidget *new_name_label(const char *name) {
     return label;
 }
 
+static GtkWidget *new_value_button(const char *name, const summary_section *section, unsigned slot) {
+    GtkWidget *button = new_button(name, name, 120, 26);
+    if (section == &sections[CAT_SWITCH] && slot < LATCH_BUTTONS)
+        gtk_widget_set_tooltip_text(button, "A click clears the latch");
+    return button;
+}
+
 static void add_item(GtkWidget *table, const summary_section *section, unsigned slot) {
     std::string button = slot_name(name_of("buttonSummary", section).c_str(), slot);
     std::string label = slot_name(name_of("labelSummary", section).c_str(), slot);
     unsigned column = 2 * (slot % ITEMS_A_ROW);
     unsigned row = 1 + 2 * (slot / ITEMS_A_ROW);
-    attach(table, new_button(button.c_str(), button.c_str(), 120, 26), column, row, GTK_EXPAND);
+    attach(table, new_value_button(button.c_str(), section, slot), column, row, GTK_EXPAND);
     attach(table, new_name_label(label.c_str()), column, row + 1, AS_WIDE_AS_COLUMN);
 }
 

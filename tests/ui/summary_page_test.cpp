@@ -470,6 +470,15 @@ static std::string tooltip_of(const std::string &name) {
     return found;
 }
 
+TEST(SummaryTooltip, SaysWhatAClickOnAStatusDoes) {
+    open();
+    for (unsigned slot = 0; slot < 16; slot++) {
+        std::string number = std::to_string(slot);
+        EXPECT_EQ(tooltip_of("buttonSummaryStatus" + number), slot < 8 ? "A click clears the latch" : "none");
+        EXPECT_EQ(tooltip_of("buttonSummaryFan" + number), "none");
+    }
+}
+
 TEST(SummaryTooltip, TellsANameThatIsCut) {
     open();
     const std::string long_name = "A name of thirty-nine characters, no. 1";
