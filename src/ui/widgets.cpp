@@ -1,6 +1,7 @@
 #include "ui/widgets.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -101,24 +102,40 @@ void scale_text(GtkWidget *widget, int percent) {
         scale_label(label, percent);
 }
 
-// A line of text is two pixels higher than the lowest room here, which its letters do not use.
-bool text_fits(GtkWidget *widget, int room) {
+// How much of the natural size there is room for; 1 and more: the text fits. A line of text is two pixels
+// higher than the lowest room here, which its letters do not use.
+static double share_with_room(GtkWidget *widget, int room) {
     constexpr int UNUSED = 2;
     int width, height;
     gtk_widget_get_size_request(widget, &width, &height);
     if (room != OWN_WIDTH)
         width = room;
     GtkRequisition natural = natural_size(widget);
-    return (width == NATURAL || natural.width <= width) &&
-           (height == NATURAL || natural.height <= height + UNUSED);
+    double across = width != NATURAL ? static_cast<double>(width) / natural.width : 1;
+    double down = height != NATURAL ? static_cast<double>(height + UNUSED) / natural.height : 1;
+    return std::min(across, down);
 }
 
+bool text_fits(GtkWidget *widget, int room) { return share_with_room(widget, room) >= 1; }
+
+static int smallest_size(GtkWidget *widget) {
+    int percent = static_cast<int>(std::ceil(WHOLE * SMALLEST_PX / font_px(widget) / STEP)) * STEP;
+    return std::min(percent, WHOLE);
+}
+
+// The share is of the whole widget, borders included: the size that it leads to is never too small, and
+// mostly it fits at once.
 int fit_text(GtkWidget *widget, int room) {
+    int smallest = smallest_size(widget);
     int percent = WHOLE;
     scale_text(widget, percent);
-    double smallest = 100 * SMALLEST_PX / font_px(widget);
-    while (percent - STEP >= smallest && !text_fits(widget, room))
-        scale_text(widget, percent -= STEP);
+    double share = share_with_room(widget, room);
+    while (share < 1 && percent > smallest) {
+        int wanted = static_cast<int>(percent * share / STEP) * STEP;
+        percent = std::max(smallest, std::min(wanted, percent - STEP));
+        scale_text(widget, percent);
+        share = share_with_room(widget, room);
+    }
     return percent;
 }
 
