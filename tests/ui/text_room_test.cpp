@@ -13,7 +13,6 @@
 #include "gestures.h"
 #include "items/display.h"
 #include "support/os_test.h"
-#include "support/pages.h"
 #include "support/widget_tree.h"
 #include "support/window.h"
 #include "ui/alert_window.h"
@@ -86,6 +85,15 @@ static void open_with(const std::string &items) {
 
 // ---- Screens and fonts: that of the X server, others as a display sets them, and a larger font
 
+// They are many, and the toolkit lays out each of them again for the next screen.
+static void close_windows() {
+    for (GtkWidget **window : {&myapp1, &mywindowAlertMessage}) {
+        if (*window != nullptr)
+            widget_tree::destroy(*window);
+        *window = nullptr;
+    }
+}
+
 // Calls `check` with no window open, once for each.
 static void on_each_screen(void (*check)()) {
     test_window::open_display();
@@ -95,8 +103,9 @@ static void on_each_screen(void (*check)()) {
     for (int dpi : {as_it_is, 96 * 1024, 120 * 1024, 144 * 1024}) {
         g_object_set(settings, "gtk-xft-dpi", dpi, nullptr);
         SCOPED_TRACE(std::to_string(dpi / 1024) + " dpi");
-        test_pages::begin();
         check();
+        hide_windows();
+        close_windows();
     }
     g_object_set(settings, "gtk-xft-dpi", as_it_is, nullptr);
 }
