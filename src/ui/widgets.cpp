@@ -56,14 +56,11 @@ static double font_px(GtkWidget *widget) {
     return size * (dpi > 0 ? dpi : 96) / 72;
 }
 
-// What the widget would ask for without a size request.
+// What the widget would ask for without a size request: that is not part of what the toolkit keeps with it.
 static GtkRequisition natural_size(GtkWidget *widget) {
-    int width, height;
-    gtk_widget_get_size_request(widget, &width, &height);
-    gtk_widget_set_size_request(widget, NATURAL, NATURAL);
     GtkRequisition natural;
     gtk_widget_size_request(widget, &natural);
-    gtk_widget_set_size_request(widget, width, height);
+    gtk_widget_get_requisition(widget, &natural);
     return natural;
 }
 
