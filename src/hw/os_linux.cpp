@@ -14,8 +14,8 @@
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
-#include <utility>
 
+#include "hw/environment.h"
 #include "hw/held_signals.h"
 #include "hw/port_grants.h"
 #include "hw/turns.h"
@@ -28,39 +28,13 @@ static void open_standard_streams() {
             _exit(255);
 }
 
-static bool is_kept(const std::string &name) {
-    for (const char *kept : {"DISPLAY", "XAUTHORITY", "TERM", "LANG", "LANGUAGE", "TZ"})
-        if (name == kept)
-            return true;
-    return name.compare(0, 3, "LC_") == 0;
-}
-
-// The display's key lies in the home of whom the display belongs to.
-static void keep_display_key() {
-    const char *home = getenv("HOME");
-    if (getenv("XAUTHORITY") == nullptr && home != nullptr)
-        setenv("XAUTHORITY", (std::string(home) + "/.Xauthority").c_str(), 1);
-}
-
-// After a plain "su" root has an ordinary user's environment: a PATH without modprobe, or with somebody's own
-// programs in front, modules for the toolkit, functions and orders for bash. A HOME that is kept (sudo -E)
-// has the toolkit's settings, which name what it loads. What runs as root is to be the system's.
 static void make_environment() {
-    keep_display_key();
-    std::vector<std::pair<std::string, std::string>> kept;
-    for (char **entry = environ; entry != nullptr && *entry != nullptr; entry++) {
-        std::string name(*entry, strcspn(*entry, "="));
-        const char *value = getenv(name.c_str());
-        if (is_kept(name) && value != nullptr)
-            kept.emplace_back(name, value);
-    }
+    std::vector<std::string> made = safe_environment(environ, roots_own_directory);
     clearenv();
-    for (const auto &[name, value] : kept)
-        setenv(name.c_str(), value.c_str(), 1);
-    setenv("PATH", "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", 1);
-    setenv("HOME", "/root", 1);
-    setenv("USER", "root", 1);
-    setenv("LOGNAME", "root", 1);
+    for (const std::string &entry : made) {
+        size_t name_end = entry.find('=');
+        setenv(entry.substr(0, name_end).c_str(), entry.c_str() + name_end + 1, 1);
+    }
 }
 
 void os_start(int *, char ***) {
