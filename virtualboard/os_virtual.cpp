@@ -545,11 +545,12 @@ void os_exec(const char *path) {
 int os_waitpid(pid_t child) {
     bool fails = call_fails("waitpid");
     int planned = errno;
+    wait_unless_signalled(child);
+    end_if_signalled();
     pid_t ended;
-    do {
-        end_if_signalled();
+    do
         ended = waitpid(child, nullptr, 0);
-    } while (ended == -1 && errno == EINTR);
+    while (ended == -1 && errno == EINTR);
     running_child = 0;
     if (fails)
         return fail_with(planned);

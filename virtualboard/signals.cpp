@@ -1,8 +1,11 @@
 #include "signals.h"
 
+#include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <iterator>
 #include <poll.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 constexpr int ENDING[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
@@ -13,16 +16,21 @@ static sigset_t mask_before_hold;
 
 static void remember(int number) { remembered = number; }
 
+// `*before` is what was done about it so far.
+static void remember_signal(int number, struct sigaction *before) {
+    sigaction(number, nullptr, before);
+    if (before->sa_handler == SIG_IGN)
+        return;
+    struct sigaction action = {};
+    action.sa_handler = remember; // without SA_RESTART: what waits is woken
+    sigaction(number, &action, nullptr);
+}
+
 void remember_signals() {
-    for (int number : ENDING) {
-        struct sigaction action = {};
-        sigaction(number, nullptr, &action);
-        if (action.sa_handler == SIG_IGN)
-            continue;
-        action = {};
-        action.sa_handler = remember; // without SA_RESTART: what waits is woken
-        sigaction(number, &action, nullptr);
-    }
+    struct sigaction before;
+    for (int number : ENDING)
+        remember_signal(number, &before);
+    signal(SIGCHLD, SIG_DFL); // ignored, no child could be waited for
 }
 
 int remembered_signal() { return remembered; }
@@ -55,6 +63,28 @@ void sleep_unless_signalled(double seconds) {
         time.tv_nsec = static_cast<long>((seconds - static_cast<double>(time.tv_sec)) * 1e9);
         ppoll(nullptr, 0, &time, &before);
     }
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
+// Returns when the child has ended or a signal was let in; at once where the kernel cannot wait for both.
+static void wait_for_either(pid_t child, const sigset_t *let_in) {
+    pollfd process = {static_cast<int>(syscall(SYS_pidfd_open, child, 0)), POLLIN, 0};
+    if (process.fd < 0)
+        return;
+    while (remembered == 0 && ppoll(&process, 1, nullptr, let_in) == -1 && errno == EINTR)
+        ;
+    close(process.fd);
+}
+
+void wait_unless_signalled(pid_t child) {
+    struct sigaction handlers[std::size(ENDING)];
+    sigset_t before;
+    block_signals(&before);
+    for (size_t i = 0; i < std::size(ENDING); i++)
+        remember_signal(ENDING[i], &handlers[i]);
+    wait_for_either(child, &before);
+    for (size_t i = 0; i < std::size(ENDING); i++)
+        sigaction(ENDING[i], &handlers[i], nullptr);
     sigprocmask(SIG_SETMASK, &before, nullptr);
 }
 

@@ -23,10 +23,17 @@ static gboolean end_main_loop(gpointer) {
     return TRUE;
 }
 
+// nohup, or a shell's "&", lets the program ignore a signal: it stays so.
+static bool is_ignored(int number) {
+    struct sigaction action;
+    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 // A signal ends the program between two ticks, as closing the window does: never in the middle of a reading.
 static void end_by_signals() {
     for (int number : {SIGINT, SIGTERM, SIGHUP})
-        g_unix_signal_add(number, end_main_loop, nullptr);
+        if (!is_ignored(number))
+            g_unix_signal_add(number, end_main_loop, nullptr);
 }
 
 static void create_windows() {

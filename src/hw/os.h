@@ -65,7 +65,8 @@ int os_list_directory(const char *path, std::vector<std::string> *names); // wit
 
 // Processes. os_system returns the shell's wait status, or -1; os_popen a stream to read the command's output
 // from, or nullptr. os_exec replaces the process by the file, with an empty argument list, and returns only
-// on failure. os_waitpid waits until that child has ended, signals or not; how it ended is not asked.
+// on failure. os_waitpid waits until that child has ended; how it ended is not asked. SIGHUP, SIGINT and SIGTERM
+// end the program meanwhile, though it may have handlers for them; other signals do not end the wait.
 int os_system(const char *command);
 FILE *os_popen(const char *command);
 int os_pclose(FILE *stream);

@@ -41,6 +41,7 @@ void os_start(int *, char ***) {
     open_standard_streams();
     make_environment();
     catch_signals();
+    signal(SIGCHLD, SIG_DFL); // ignored, no child could be waited for
 }
 
 int os_iopl(int level) {
@@ -217,7 +218,10 @@ void os_exec(const char *path) {
     execvp(path, no_arguments);
 }
 
+// While mail is being handed over nothing is half done: a signal ends the program at once, and the child goes
+// on by itself.
 int os_waitpid(pid_t child) {
+    ending_signals_caught caught;
     pid_t ended;
     do
         ended = waitpid(child, nullptr, 0);

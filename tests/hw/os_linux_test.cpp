@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/select.h>
@@ -251,6 +252,93 @@ TEST(Processes, SignalsDoNotCutTheWaitShort) {
     EXPECT_EQ(os_waitpid(child), -1); // it was taken off the list
 }
 
+constexpr int ENDING[] = {SIGTERM, SIGINT, SIGHUP};
+
+// Handlers as those of the window, but for one signal.
+static void install_handlers(int ignored, struct sigaction *before) {
+    for (int number : ENDING) {
+        struct sigaction action = {};
+        action.sa_handler = number == ignored ? SIG_IGN : [](int) {};
+        action.sa_flags = SA_RESTART;
+        sigaction(number, &action, before++);
+    }
+}
+
+// What it waits for lives as long as the other end of the pipe is open.
+[[noreturn]] static void wait_for_child(int pipe_end) {
+    pid_t child = os_fork();
+    if (child == 0) {
+        char byte;
+        while (read(pipe_end, &byte, 1) == -1)
+            ;
+        _exit(0);
+    }
+    _exit(os_waitpid(child) == 0 ? 0 : 1);
+}
+
+struct waiting_process {
+    pid_t pid;
+    int pipe_end; // closed: what it waits for ends
+};
+
+// From its first moment on it has the handlers.
+static waiting_process start_waiting(int ignored) {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    struct sigaction before[std::size(ENDING)];
+    install_handlers(ignored, before);
+    pid_t pid = fork();
+    if (pid == 0) {
+        close(ends[1]);
+        wait_for_child(ends[0]);
+    }
+    for (size_t i = 0; i < std::size(ENDING); i++)
+        sigaction(ENDING[i], &before[i], nullptr);
+    close(ends[0]);
+    return {pid, ends[1]};
+}
+
+static bool has_ended(pid_t pid, int *status) { return waitpid(pid, status, WNOHANG) == pid; }
+
+TEST(Processes, ASignalThatEndsTheProgramEndsTheWaitWhateverItsHandler) {
+    for (int number : ENDING) {
+        waiting_process waiting = start_waiting(0);
+        int status = 0;
+        for (int i = 0; i < 1000 && !has_ended(waiting.pid, &status); i++) { // the first ones may come early
+            kill(waiting.pid, number);
+            usleep(10000);
+        }
+        close(waiting.pipe_end);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << number << " " << status;
+    }
+}
+
+TEST(Processes, ASignalThatIsIgnoredStaysSoDuringTheWait) {
+    waiting_process waiting = start_waiting(SIGHUP);
+    int status = -1;
+    for (int i = 0; i < 20; i++) {
+        kill(waiting.pid, SIGHUP);
+        usleep(10000);
+    }
+    close(waiting.pipe_end);
+    EXPECT_EQ(waitpid(waiting.pid, &status, 0), waiting.pid);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Processes, TheHandlersAreBackAfterTheWait) {
+    struct sigaction action = {}, before = {}, after = {};
+    action.sa_handler = [](int) { alarms = alarms + 1; };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, &before);
+    pid_t child = os_fork();
+    if (child == 0)
+        _exit(0);
+    EXPECT_EQ(os_waitpid(child), 0);
+    sigaction(SIGTERM, &before, &after);
+    EXPECT_EQ(after.sa_handler, action.sa_handler);
+    EXPECT_NE(after.sa_flags & SA_RESTART, 0);
+}
+
 TEST(Files, WhatCannotBeLookedAtMayBeThere) {
     std::string here = scratch_directory();
     std::ofstream(here + "/file") << "";
@@ -345,6 +433,22 @@ TEST(Start, MakesTheEnvironmentAnew) {
               "DISPLAY=:7\nGTK_MODULES=gail:atk-bridge\nHOME=/root\nLC_TIME=C\nLOGNAME=root\n"
               "PATH=/usr/bin:/usr/local/sbin:/usr/local/bin:/usr/sbin:/sbin:/bin\nTZ=UTC\nUSER=root\n"
               "XAUTHORITY=/home/joe/.Xauthority\n");
+}
+
+// Ignored, every mail that was sent would be told as one that could not be waited for.
+TEST(Start, ChildrenCanBeWaitedForWhateverTheCallerIgnores) {
+    pid_t child = fork();
+    if (child == 0) {
+        signal(SIGCHLD, SIG_IGN);
+        os_start(nullptr, nullptr);
+        pid_t grandchild = os_fork();
+        if (grandchild == 0)
+            _exit(0);
+        _exit(os_waitpid(grandchild) == 0 && os_system("exit 3") == 3 << 8 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 // ---- Ports. No permission is asked for here: whatever machine runs this keeps its ports.

@@ -37,6 +37,7 @@ static pid_t unfinished; // what a test that failed has left
 static void end_unfinished() {
     if (unfinished == 0)
         return;
+    kill(-unfinished, SIGKILL);
     kill(unfinished, SIGKILL);
     waitpid(unfinished, nullptr, 0);
     unfinished = 0;
@@ -72,6 +73,7 @@ static window_run start_program(std::vector<std::string> words, const std::strin
     std::vector<char *> variable_list = pointers_to(&variables);
     pid_t child = fork();
     if (child == 0) {
+        setpgid(0, 0); // what it has started can be ended with it
         for (int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
             signal(number, SIG_DFL);
         signal(SIGXFSZ, SIG_IGN); // a file that grows too long is an error, as on a full disk

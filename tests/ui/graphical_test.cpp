@@ -2,6 +2,7 @@
 #include "driver/graphical.h"
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
@@ -130,6 +131,21 @@ TEST(GraphicalStart, HasItsWindowsBeforeTheDisplays) {
     };
     in_main_loop = [] {};
     run_mode(false);
+}
+
+// Of nohup, or of a shell's "&".
+TEST(GraphicalStart, ASignalThatIsIgnoredStaysSo) {
+    at_displays = nothing;
+    signal(SIGHUP, SIG_IGN);
+    in_main_loop = [] {
+        struct sigaction hangup, end;
+        sigaction(SIGHUP, nullptr, &hangup);
+        sigaction(SIGTERM, nullptr, &end);
+        EXPECT_EQ(hangup.sa_handler, SIG_IGN);
+        EXPECT_NE(end.sa_handler, SIG_DFL);
+    };
+    run_mode(false);
+    signal(SIGHUP, SIG_DFL);
 }
 
 // ---- Where the windows are

@@ -146,6 +146,11 @@ TEST(VirtualMail, AWaitThatFailsComesAfterTheMail) {
     EXPECT_EQ(file_contents(sent.root + "/var/mail/1"), HEALTH_MAIL_TO "root\n\n" TEXT);
 }
 
+TEST(VirtualMail, IsWaitedForWhateverTheCallerIgnores) {
+    EXPECT_EQ(send("", {"root", "node 7"}, {"/usr/bin/env", "--ignore-signal=CHLD"}).result.out,
+              "begin, sent\n");
+}
+
 TEST(VirtualMail, AScriptThatCannotBeMadeIsNotRun) {
     mail_run sent = send("[files]\n\"/tmp/KestrelMailAlert/x\" = \"\"\n", {"root", "node 7"}); // a directory
     EXPECT_EQ(sent.result.out, "begin, no script\n");
