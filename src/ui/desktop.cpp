@@ -5,21 +5,44 @@
 #include <cstring>
 #include <dlfcn.h>
 
+#include "hw/environment.h"
+
 // ---- What the display may set
 
 // Any program of the display can be its settings manager, and the toolkit loads modules and theme engines by
 // the names that this one gives, by whole paths too: into a program that runs as root. So of its settings
-// only fonts and times count. This takes the place of the toolkit's own function, through which it asks for
-// all of them.
-static gboolean is_harmless(const char *name) {
+// only fonts, times and names that choose among what the system has count. This takes the place of the
+// toolkit's own function, through which it asks for all of them.
+static bool is_harmless(const char *name) {
     return g_str_has_prefix(name, "gtk-xft-") || g_str_has_prefix(name, "gtk-double-click-") ||
-           g_str_has_prefix(name, "gtk-cursor-blink") || strcmp(name, "gtk-font-name") == 0;
+           g_str_has_prefix(name, "gtk-cursor-blink") || strcmp(name, "gtk-font-name") == 0 ||
+           strcmp(name, "gtk-cursor-theme-size") == 0;
+}
+
+// A theme of high contrast, a screen reader, a way to type.
+static bool is_a_choice(const char *name) {
+    for (const char *choice : {"gtk-theme-name", "gtk-icon-theme-name", "gtk-fallback-icon-theme",
+                               "gtk-key-theme-name", "gtk-cursor-theme-name", "gtk-modules", "gtk-im-module"})
+        if (strcmp(name, choice) == 0)
+            return true;
+    return false;
+}
+
+static bool is_from_the_system(const GValue *value) {
+    const char *text = G_VALUE_HOLDS_STRING(value) ? g_value_get_string(value) : nullptr;
+    return text != nullptr && chooses_only(text);
 }
 
 gboolean gdk_screen_get_setting(GdkScreen *screen, const char *name, GValue *value) {
     using getter = gboolean (*)(GdkScreen *, const char *, GValue *);
     static auto toolkits_own = reinterpret_cast<getter>(dlsym(RTLD_NEXT, "gdk_screen_get_setting"));
-    return is_harmless(name) && toolkits_own != nullptr && toolkits_own(screen, name, value);
+    if ((!is_harmless(name) && !is_a_choice(name)) || toolkits_own == nullptr ||
+        !toolkits_own(screen, name, value))
+        return FALSE;
+    if (is_harmless(name) || is_from_the_system(value))
+        return TRUE;
+    g_value_reset(value);
+    return FALSE;
 }
 
 // ---- Program

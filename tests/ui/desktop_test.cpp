@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -74,17 +75,37 @@ static void add_text_setting(std::string *bytes, const char *name, std::string v
     *bytes += value;
 }
 
-// As any program of the display can: its window holds the settings and owns their selection.
-static void become_settings_manager(GdkDisplay *display) {
+// What names something: in a display's settings, and as the toolkit calls it.
+static const struct {
+    const char *of_display;
+    const char *of_toolkit;
+} names[] = {
+    {"Net/ThemeName", "gtk-theme-name"},
+    {"Net/IconThemeName", "gtk-icon-theme-name"},
+    {"Net/FallbackIconTheme", "gtk-fallback-icon-theme"},
+    {"Gtk/KeyThemeName", "gtk-key-theme-name"},
+    {"Gtk/CursorThemeName", "gtk-cursor-theme-name"},
+    {"Gtk/Modules", "gtk-modules"},
+    {"Gtk/IMModule", "gtk-im-module"},
+};
+
+// Each of the names is `value`.
+static std::string settings_with(const std::string &value) {
     std::string settings;
     add_number(&settings, 4, 0); // the byte order
     add_number(&settings, 4, 1);
-    add_number(&settings, 4, 4);
-    add_text_setting(&settings, "Gtk/Modules", "/tmp/somebodys-module.so");
-    add_text_setting(&settings, "Net/ThemeName", "../../../tmp/somebodys-theme");
+    add_number(&settings, 4, std::size(names) + 3);
+    for (const auto &name : names)
+        add_text_setting(&settings, name.of_display, value);
     add_text_setting(&settings, "Gtk/FontName", "Sans 12");
+    add_text_setting(&settings, "Gtk/ColorScheme", "fg_color:red");
     add_setting(&settings, 0, "Net/CursorBlinkTime");
     add_number(&settings, 4, 1234);
+    return settings;
+}
+
+// As any program of the display can: its window holds the settings and owns their selection.
+static void become_settings_manager(GdkDisplay *display, const std::string &settings) {
     GdkWindowAttr attributes = {};
     attributes.window_type = GDK_WINDOW_TOPLEVEL;
     attributes.wclass = GDK_INPUT_ONLY;
@@ -98,31 +119,68 @@ static void become_settings_manager(GdkDisplay *display) {
     gdk_display_sync(display);
 }
 
-TEST(Display, SetsFontsAndTimesButNoModulesAndThemes) {
+// Two connections to a display whose settings another program makes.
+struct set_display {
+    GdkDisplay *managers;
+    GdkDisplay *ours;
+};
+
+static set_display open_with(const std::string &value) {
     test_window::open_display();
     const char *name = gdk_display_get_name(gdk_display_get_default());
     GdkDisplay *managers = gdk_display_open(name);
-    become_settings_manager(managers);
-    GdkDisplay *ours = gdk_display_open(name);
-    const struct {
-        const char *setting;
-        GType type;
-        bool expected;
-    } cases[] = {{"gtk-font-name", G_TYPE_STRING, true},
-                 {"gtk-cursor-blink-time", G_TYPE_INT, true},
-                 {"gtk-modules", G_TYPE_STRING, false},
-                 {"gtk-theme-name", G_TYPE_STRING, false},
-                 {"gtk-key-theme-name", G_TYPE_STRING, false}};
-    for (const auto &c : cases) {
-        GValue value = G_VALUE_INIT;
-        g_value_init(&value, c.type);
-        EXPECT_EQ(gdk_screen_get_setting(gdk_display_get_default_screen(ours), c.setting, &value) != FALSE,
-                  c.expected)
-            << c.setting;
-        g_value_unset(&value);
+    become_settings_manager(managers, settings_with(value));
+    return {managers, gdk_display_open(name)};
+}
+
+static void close(const set_display &display) {
+    gdk_display_close(display.ours);
+    gdk_display_close(display.managers);
+}
+
+static bool get(const set_display &display, const char *setting, GType type, GValue *value) {
+    *value = G_VALUE_INIT;
+    g_value_init(value, type);
+    return gdk_screen_get_setting(gdk_display_get_default_screen(display.ours), setting, value) != FALSE;
+}
+
+static std::string text_of(const set_display &display, const char *setting) {
+    GValue value;
+    bool found = get(display, setting, G_TYPE_STRING, &value);
+    const char *text = g_value_get_string(&value);
+    EXPECT_EQ(text != nullptr, found) << setting;
+    std::string seen = found ? text : "none";
+    g_value_unset(&value);
+    return seen;
+}
+
+TEST(Display, SetsFontsAndTimes) {
+    set_display display = open_with("x");
+    EXPECT_EQ(text_of(display, "gtk-font-name"), "Sans 12");
+    EXPECT_EQ(text_of(display, "gtk-color-scheme"), "none");
+    GValue value;
+    EXPECT_TRUE(get(display, "gtk-cursor-blink-time", G_TYPE_INT, &value));
+    EXPECT_EQ(g_value_get_int(&value), 1234);
+    close(display);
+}
+
+TEST(Display, ChoosesThemesAndModulesThatTheSystemHas) {
+    for (const char *value : {"HighContrast", "gail:atk-bridge", ""}) {
+        set_display display = open_with(value);
+        for (const auto &name : names)
+            EXPECT_EQ(text_of(display, name.of_toolkit), value) << name.of_toolkit;
+        close(display);
     }
-    gdk_display_close(ours);
-    gdk_display_close(managers);
+}
+
+TEST(Display, NamesNoPathsOfThemesAndModules) {
+    for (const char *value :
+         {"/tmp/somebodys-module.so", "../../../tmp/somebodys-theme", "gail:/tmp/x.so", "a/b", "%n"}) {
+        set_display display = open_with(value);
+        for (const auto &name : names)
+            EXPECT_EQ(text_of(display, name.of_toolkit), "none") << name.of_toolkit << " " << value;
+        close(display);
+    }
 }
 
 // ---- File locator
