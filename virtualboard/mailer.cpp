@@ -1,6 +1,7 @@
 #include "mailer.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -55,13 +56,15 @@ static bool place_mail_program(const mail_command &mail, const std::filesystem::
     return !failed;
 }
 
-// Bash is handed the text, not the file: it may not be allowed to read that. Of the environment nothing is
-// handed on, as it may name other commands or functions.
+// Bash is handed the text, not the file: it may not be allowed to read that. Of the environment only the
+// locale is handed on, which the program has set: the rest may name other commands or functions.
 void run_script(const mail_command &mail, const std::string &root, const char *path, const std::string &text,
                 bool kept) {
     if (!place_mail_program(mail, root, kept) || chdir(root.c_str()) != 0)
         return;
     const char *words[] = {"/bin/bash", "-c", text.c_str(), path, nullptr};
-    const char *environment[] = {"PATH=usr/bin", nullptr};
+    const char *locale = getenv("LC_ALL");
+    std::string language = std::string("LC_ALL=") + (locale != nullptr ? locale : "");
+    const char *environment[] = {"PATH=usr/bin", language.c_str(), nullptr};
     execve(words[0], const_cast<char **>(words), const_cast<char **>(environment));
 }

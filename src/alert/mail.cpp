@@ -131,14 +131,21 @@ static bool write_script(const std::string &text) {
     return whole;
 }
 
+// In some locales a character may end in the byte of a backslash, and one that we wrote would be the end of a
+// character that we did not. In UTF-8 it never is. exit() would print once more what the parent has still in
+// its buffers.
+[[noreturn]] static void become_script() {
+    if (setenv("LC_ALL", "C.UTF-8", 1) == 0)
+        os_exec(SCRIPT);
+    std::_Exit(0);
+}
+
 static mail_outcome run_script() {
     pid_t child = os_fork();
     if (child < 0)
         return MAIL_NO_FORK;
-    if (child == 0) {
-        os_exec(SCRIPT);
-        std::_Exit(0); // exit() would print once more what the parent has still in its buffers
-    }
+    if (child == 0)
+        become_script();
     return os_waitpid(child) == 0 ? MAIL_SENT : MAIL_NO_WAIT;
 }
 
