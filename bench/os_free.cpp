@@ -98,5 +98,6 @@ int os_waitpid(pid_t) { return not_here(); }
 void os_sleep(unsigned) {}
 void os_usleep(unsigned) {}
 uint32_t os_getuid() { return 0; }
+int os_random(void *, size_t) { return not_here(); }
 time_t os_time() { return 0; }
 void os_syslog(const char *, int, int, int, const char *) {}

@@ -1,6 +1,8 @@
 #include "alert/mail.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -118,17 +120,47 @@ static std::string script_text(mail_kind kind, const char *recipients, const cha
            here_document(message);
 }
 
-// /tmp is open to everybody, and what is written is run as root: the file is made anew, and may be executed
-// only when it is whole. A part of it is removed.
-static bool write_script(const std::string &text) {
-    FILE *script = os_create_private(SCRIPT, 0600);
+// Beside the script's, and nobody can foresee it.
+static bool choose_name(std::string *name) {
+    unsigned char bytes[16];
+    if (os_random(bytes, sizeof bytes) != 0)
+        return false;
+    *name = std::string(SCRIPT) + ".";
+    for (unsigned char byte : bytes) {
+        *name += "0123456789abcdef"[byte >> 4];
+        *name += "0123456789abcdef"[byte & 0xF];
+    }
+    return true;
+}
+
+// The file may be executed only when it is whole. A part of it is removed.
+static bool write_file(const char *path, const std::string &text) {
+    FILE *script = os_create_private(path, 0600);
     if (script == nullptr)
         return false;
     bool whole = fputs(text.c_str(), script) >= 0 && os_fchmod(script, 0100) == 0;
     whole = os_fclose(script) == 0 && whole;
     if (!whole)
-        os_unlink(SCRIPT);
+        os_unlink(path);
     return whole;
+}
+
+// Whatever lies at the script's path goes, but for a directory, which a file cannot take the place of.
+static bool move_into_place(const char *path) {
+    if (os_rename(path, SCRIPT) == 0)
+        return true;
+    if (errno == EISDIR)
+        fprintf(stderr, "Warning: %s is a directory; no mail can be sent.\n", SCRIPT);
+    os_unlink(path);
+    return false;
+}
+
+// /tmp is open to everybody, and what is written is run as root. Somebody who makes files at the script's
+// path all the time would mostly be faster than we are between removing his and making ours. So it is made
+// under a name that he cannot know, and takes the place of his in one step.
+static bool write_script(const std::string &text) {
+    std::string name;
+    return choose_name(&name) && write_file(name.c_str(), text) && move_into_place(name.c_str());
 }
 
 // In some locales a character may end in the byte of a backslash, and one that we wrote would be the end of a

@@ -65,8 +65,8 @@ int os_list_directory(const char *path, std::vector<std::string> *names); // wit
 
 // Processes. os_system returns the shell's wait status, or -1; os_popen a stream to read the command's output
 // from, or nullptr. os_exec replaces the process by the file, with an empty argument list, and returns only
-// on failure. os_waitpid waits until that child has ended; how it ended is not asked. SIGHUP, SIGINT and SIGTERM
-// end the program meanwhile, though it may have handlers for them; other signals do not end the wait.
+// on failure. os_waitpid waits until that child has ended; how it ended is not asked. SIGHUP, SIGINT and
+// SIGTERM end the program meanwhile, though it may have handlers for them; other signals do not end the wait.
 int os_system(const char *command);
 FILE *os_popen(const char *command);
 int os_pclose(FILE *stream);
@@ -76,8 +76,9 @@ int os_waitpid(pid_t child);
 
 void os_sleep(unsigned seconds);
 void os_usleep(unsigned microseconds);
-uint32_t os_getuid(); // the real user id
-time_t os_time();     // seconds since 1970
+uint32_t os_getuid();                    // the real user id
+int os_random(void *bytes, size_t size); // that nobody can foresee
+time_t os_time();                        // seconds since 1970
 
 // One message to the system log: `facility` 0 is the default one; `options` and `priority` as syslog(3).
 void os_syslog(const char *identity, int options, int facility, int priority, const char *message);

@@ -10,6 +10,7 @@
 #include <sys/io.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -243,6 +244,10 @@ void os_usleep(unsigned microseconds) {
 }
 
 uint32_t os_getuid() { return getuid(); }
+
+int os_random(void *bytes, size_t size) {
+    return getrandom(bytes, size, 0) == static_cast<ssize_t>(size) ? 0 : -1;
+}
 
 time_t os_time() { return time(nullptr); }
 

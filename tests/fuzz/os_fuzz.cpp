@@ -293,5 +293,6 @@ int os_waitpid(pid_t) { return fail(ENOSYS); }
 void os_sleep(unsigned) {}
 void os_usleep(unsigned) {}
 uint32_t os_getuid() { return 0; }
+int os_random(void *, size_t) { return fail(ENOSYS); }
 time_t os_time() { return 0; }
 void os_syslog(const char *, int, int, int, const char *) {}

@@ -291,10 +291,12 @@ TEST(WindowFaults, WithoutAProcessOrAScriptNothingIsSent) {
     const struct {
         const char *toml;
         const char *said;
+        const char *warned;
     } table[] = {
-        {"[refused]\nfork = \"EAGAIN\"\n", "fork() error!\n"},
-        {"[refused]\nfork = \"ENOMEM\"\n", "fork() error!\n"},
-        {"[files]\n\"/tmp/KestrelMailAlert/x\" = \"\"\n", ""},
+        {"[refused]\nfork = \"EAGAIN\"\n", "fork() error!\n", ""},
+        {"[refused]\nfork = \"ENOMEM\"\n", "fork() error!\n", ""},
+        {"[files]\n\"/tmp/KestrelMailAlert/x\" = \"\"\n", "",
+         "Warning: /tmp/KestrelMailAlert is a directory; no mail can be sent.\n"},
     };
     std::string configuration =
         changed(troubled_configuration("300"), "MAILALERT=FALSE\n", "MAILALERT=TRUE\n");
@@ -303,7 +305,8 @@ TEST(WindowFaults, WithoutAProcessOrAScriptNothingIsSent) {
         click_test();
         EXPECT_TRUE(open_every_page()) << row.toml;
         EXPECT_EQ(screen::window(DIALOG), 0u) << row.toml;
-        expect_end(quit(run), std::string(row.said) + row.said, "", row.toml);
+        expect_end(quit(run), std::string(row.said) + row.said, std::string(row.warned) + row.warned,
+                   row.toml);
         EXPECT_EQ(kept(run, "/var/mail/1"), "") << row.toml;
     }
 }

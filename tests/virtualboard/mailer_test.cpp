@@ -47,7 +47,10 @@ static mode_t mode_of(const std::string &path) {
     return status.st_mode & 07777;
 }
 
-#define WRITTEN "create /tmp/KestrelMailAlert 0600\nfchmod 0100\n"
+#define ASIDE "/tmp/KestrelMailAlert.00000000000000000000000000000000"
+#define MADE "create " ASIDE " 0600\nfchmod 0100\n"
+#define PUT "rename " ASIDE " /tmp/KestrelMailAlert"
+#define WRITTEN MADE PUT "\n"
 
 TEST(VirtualMail, IsKeptAsItWasGiven) {
     mail_run sent = send("", {"root a@b", "node 7"});
@@ -154,7 +157,8 @@ TEST(VirtualMail, IsWaitedForWhateverTheCallerIgnores) {
 TEST(VirtualMail, AScriptThatCannotBeMadeIsNotRun) {
     mail_run sent = send("[files]\n\"/tmp/KestrelMailAlert/x\" = \"\"\n", {"root", "node 7"}); // a directory
     EXPECT_EQ(sent.result.out, "begin, no script\n");
-    EXPECT_EQ(sent.trace, "create /tmp/KestrelMailAlert 0600 failed\n");
+    EXPECT_EQ(sent.trace, MADE PUT " failed\nunlink " ASIDE "\n");
+    EXPECT_EQ(sent.result.err, "Warning: /tmp/KestrelMailAlert is a directory; no mail can be sent.\n");
 }
 
 static void wait_for_line(const std::string &path, const std::string &line) {
