@@ -11,6 +11,72 @@
 
 static const char SCRIPT[] = "/tmp/KestrelMailAlert";
 
+// ---- Recipients
+
+// Blanks part words, and so do control characters, an end of line among them.
+static bool is_blank(char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7F'; }
+
+static bool is_all_blank(const std::string &text) { return std::all_of(text.begin(), text.end(), is_blank); }
+
+// What some `mail` commands take as an order: "-x" is an option, "|x" a program to run, "/x", "./x", "+x" and
+// "x/y" are files to write. An address may have a "/" after its "@" only.
+static bool begins_an_order(const std::string &text) {
+    bool marked = !text.empty() && strchr("-|/.+", text[0]) != nullptr;
+    return marked || text.find('/') < text.find('@');
+}
+
+// Some of them look at "|x" of "name<|x>" and of "(name)|x".
+static bool is_order(const std::string &address) {
+    for (size_t start = 0; start < address.size();) {
+        size_t end = std::min(address.find_first_of("<()", start), address.size());
+        if (begins_an_order(address.substr(start, end - start)))
+            return true;
+        start = end + 1;
+    }
+    return false;
+}
+
+static void tell_of_order(std::string address) {
+    std::replace_if(
+        address.begin(), address.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    fprintf(stderr,
+            "Warning: The recipient \"%s\" is left out: the mail command would take it as an order.\n",
+            address.c_str());
+}
+
+// A word is one address, or several with commas between them.
+static std::string without_orders(const std::string &word) {
+    std::string left;
+    bool first = true;
+    for (size_t start = 0; start <= word.size();) {
+        size_t end = std::min(word.find(',', start), word.size());
+        std::string address = word.substr(start, end - start);
+        start = end + 1;
+        if (is_order(address)) {
+            tell_of_order(address);
+            continue;
+        }
+        left += (first ? "" : ",") + address;
+        first = false;
+    }
+    return left;
+}
+
+// The recipients as words with blanks between them, none of which is an order.
+static std::string recipient_words(const std::string &text) {
+    std::string words;
+    for (size_t start = 0; start < text.size();) {
+        size_t end = start;
+        while (end < text.size() && !is_blank(text[end]))
+            end++;
+        words += without_orders(text.substr(start, end - start));
+        if (end < text.size())
+            words += ' ';
+        start = end + 1;
+    }
+    return words;
+}
+
 // ---- Per-cent signs
 
 // How many bytes of `text` are a number of a conversion: digits, or "*".
@@ -63,26 +129,14 @@ static std::string with_backslashes(const std::string &text, const char *special
     return escaped;
 }
 
-// The recipients as words of a command line: no character is one by which the shell runs, expands or
-// redirects something, and control characters, an end of line among them, are blanks. What no address begins
-// with is left out at the begin of a word, for some `mail` commands take it as an order: "-x" is an option,
-// "|x" a program to run, "/x" and "./x" files to write.
-static std::string command_words(const std::string &text) {
-    std::string words;
-    bool at_begin = true;
-    for (char c : text) {
-        bool blank = static_cast<unsigned char>(c) <= ' ' || c == '\x7F';
-        bool left_out = at_begin && strchr("-|/.", c) != nullptr;
-        if (!left_out)
-            words += blank ? ' ' : c;
-        at_begin = blank || left_out;
-    }
+// The words of a command line: no character is one by which the shell runs, expands or redirects something.
+static std::string command_words(const std::string &words) {
     return with_backslashes(words, "$`\\\"';&|<>(){}[]*?!#~");
 }
 
 // Lines that are no text: "EOT" ends the here-document, "." the message for some `mail` commands, which take
 // "~!" and its like as orders, too. An item's name may begin so, and a body that was cut may end so.
-static bool is_order(const std::string &line) {
+static bool is_order_line(const std::string &line) {
     return line == "EOT" || line == "." || line.compare(0, 1, "~") == 0;
 }
 
@@ -92,7 +146,7 @@ static std::string here_document(const std::string &text) {
     for (size_t start = 0; start < text.size();) {
         size_t end = std::min(text.find('\n', start), text.size() - 1) + 1;
         std::string line = text.substr(start, end - start);
-        if (is_order(line.substr(0, line.find('\n'))))
+        if (is_order_line(line.substr(0, line.find('\n'))))
             lines += ' ';
         lines += line;
         start = end;
@@ -105,19 +159,16 @@ static std::string here_document(const std::string &text) {
 // The here-document has no closing EOT on purpose: it ends with the file. No conversion runs from the
 // recipients into "<<EOT" or over the end of a line, so the two texts are treated one by one, before anything
 // in them is escaped.
-static std::string script_text(mail_kind kind, const char *recipients, const char *machine_name,
+static std::string script_text(mail_kind kind, const std::string &recipients, const char *machine_name,
                                const char *body) {
     std::string name = machine_name;
     std::replace(name.begin(), name.end(), '\n', ' ');
-    std::string to = recipients;
     std::string message = "The system '" + name + "' has the following health information:\n" + body;
-    if (kind == HEALTH_MAIL) {
-        to = without_conversions(to);
+    if (kind == HEALTH_MAIL)
         message = without_conversions(message);
-    }
     const char *subject = kind == HEALTH_MAIL ? "system health warning!" : "E-mail Test!";
-    return std::string("#!/bin/bash\nmail -s \"Alert: ") + subject + "\" " + command_words(to) + " <<EOT\n" +
-           here_document(message);
+    return std::string("#!/bin/bash\nmail -s \"Alert: ") + subject + "\" " + command_words(recipients) +
+           " <<EOT\n" + here_document(message);
 }
 
 // Beside the script's, and nobody can foresee it.
@@ -181,8 +232,18 @@ static mail_outcome run_script() {
     return os_waitpid(child) == 0 ? MAIL_SENT : MAIL_NO_WAIT;
 }
 
+// Without any recipient some `mail` commands would take the text as orders.
+static bool none_is_left(const std::string &recipients, const std::string &words) {
+    if (!is_all_blank(words) || is_all_blank(recipients))
+        return false;
+    fprintf(stderr, "Warning: No recipient is left; no mail is sent.\n");
+    return true;
+}
+
 mail_outcome send_mail(mail_kind kind, const char *recipients, const char *machine_name, const char *body) {
-    if (!write_script(script_text(kind, recipients, machine_name, body)))
+    std::string to = kind == HEALTH_MAIL ? without_conversions(recipients) : recipients;
+    std::string words = recipient_words(to);
+    if (none_is_left(to, words) || !write_script(script_text(kind, words, machine_name, body)))
         return MAIL_NO_SCRIPT;
     return run_script();
 }

@@ -5,6 +5,8 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "alert/mail.h"
 #include "support/os_test.h"
@@ -29,24 +31,49 @@ static std::string names_in(const std::string &directory) {
     return names;
 }
 
-// Sends by /bin/bash in a directory with one file, "bait", and commands of our own only: a `mail` that stores
-// what it is given, and `touch`. Nothing but the bait may be there afterwards.
-static received_mail received(mail_kind kind, const std::string &recipients, const std::string &name,
-                              const std::string &body, const char *locale) {
-    test_door::reset();
-    EXPECT_EQ(send_mail(kind, recipients.c_str(), name.c_str(), body.c_str()), MAIL_SENT);
-    std::string script = test_door::real_path("/tmp/KestrelMailAlert");
+// A place to send from: a directory with one file, "bait", and commands of our own only, a `mail` that stores
+// what it is given, and `touch`.
+struct place {
+    std::string work = scratch_directory();
     std::string commands = scratch_directory();
     std::string store = scratch_directory();
-    put_program(commands + "/mail",
-                "printf '%s\\n' \"$@\" >" + store + "/arguments\n/bin/cat >" + store + "/text\n");
-    put_program(commands + "/touch", ">\"$1\"\n");
-    std::string work = scratch_directory();
-    std::ofstream(work + "/bait") << "";
-    run({"/usr/bin/env", "-i", "-C", work, "PATH=" + commands, std::string("LC_ALL=") + locale,
-         "HOME=/expanded", "/bin/bash", script});
-    EXPECT_EQ(names_in(work), "bait ") << recipients << "\n" << name << "\n" << body;
-    return {file_contents(store + "/arguments"), file_contents(store + "/text")};
+};
+
+static place make_place() {
+    place made;
+    put_program(made.commands + "/mail",
+                "printf '%s\\n' \"$@\" >" + made.store + "/arguments\n/bin/cat >" + made.store + "/text\n");
+    put_program(made.commands + "/touch", ">\"$1\"\n");
+    std::ofstream(made.work + "/bait") << "";
+    return made;
+}
+
+// Becomes /bin/bash, which runs the script, with the caller's locales; LC_ALL is as the sender has left it.
+static void run_script(const place &at, const std::string &script) {
+    std::string path = "PATH=" + at.commands;
+    std::string locale = std::string("LC_ALL=") + getenv("LC_ALL");
+    const char *locales = getenv("LOCPATH");
+    std::string locale_path = std::string("LOCPATH=") + (locales != nullptr ? locales : "");
+    const char *environment[] = {path.c_str(), locale.c_str(), "HOME=/expanded",
+                                 locales != nullptr ? locale_path.c_str() : nullptr, nullptr};
+    if (chdir(at.work.c_str()) == 0 && freopen("/dev/null", "w", stderr) != nullptr)
+        execle("/bin/bash", "/bin/bash", script.c_str(), nullptr, environment);
+}
+
+// What arrives when it is sent with `locale`. Nothing but the bait may be there afterwards.
+static received_mail received(mail_kind kind, const std::string &recipients, const std::string &name,
+                              const std::string &body, const std::string &locale) {
+    test_door::reset();
+    place at = make_place();
+    pid_t child = -1;
+    test_door::on_fork = [&] { return child = fork(); };
+    test_door::on_exec = [&](const char *path) { run_script(at, test_door::real_path(path)); };
+    setenv("LC_ALL", locale.c_str(), 1);
+    EXPECT_EQ(send_mail(kind, recipients.c_str(), name.c_str(), body.c_str()), MAIL_SENT);
+    unsetenv("LC_ALL");
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_EQ(names_in(at.work), "bait ") << locale << "\n" << recipients << "\n" << name << "\n" << body;
+    return {file_contents(at.store + "/arguments"), file_contents(at.store + "/text")};
 }
 
 // Everything a shell does with text, without a per-cent sign or a dash at a word's begin.
@@ -126,11 +153,9 @@ static const char *const HOSTILE[] = {
 static std::string words_on_lines(const std::string &text) {
     std::istringstream words(text);
     std::string lines;
-    for (std::string word; words >> word;) {
-        word.erase(0, word.find_first_not_of("-|/.")); // what `mail` would take as an order
-        if (!word.empty())
+    for (std::string word; words >> word;)
+        if (strchr("-|/.+", word[0]) == nullptr) // what `mail` would take as an order
             lines += word + "\n";
-    }
     return lines;
 }
 
@@ -173,18 +198,20 @@ TEST(MailByTheShell, EveryPrintedCharacterArrivesInTheRecipients) {
     std::string expected = "-s\nAlert: E-mail Test!\n";
     for (char c = '!'; c <= '~'; c++) {
         std::string text(1, c);
-        recipients += "x" + text + "y x" + text + " " + text + "y ";
-        expected += "x" + text + "y\nx" + text + "\n" + (strchr("-|/.", c) != nullptr ? "" : text) + "y\n";
+        recipients += "@" + text + "y x@" + text + " " + text + "y ";
+        expected += "@" + text + "y\nx@" + text + "\n";
+        if (strchr("-|/.+", c) == nullptr)
+            expected += text + "y\n";
     }
     EXPECT_EQ(received(TEST_MAIL, recipients, "n", "x\n", "C").arguments, expected);
 }
 
 TEST(MailByTheShell, NoRecipientIsAnOptionAProgramOrAFile) {
-    EXPECT_EQ(received(TEST_MAIL, "|reboot /etc/profile ./file ../file root", "n", "x\n", "C").arguments,
-              "-s\nAlert: E-mail Test!\nreboot\netc/profile\nfile\nfile\nroot\n");
+    EXPECT_EQ(received(TEST_MAIL, "|reboot /etc/profile a,./file +file root", "n", "x\n", "C").arguments,
+              "-s\nAlert: E-mail Test!\na\nroot\n");
 
-    EXPECT_EQ(received(HEALTH_MAIL, "-A /etc/passwd --attach=x -- - root", "n", "x\n", "C").arguments,
-              "-s\nAlert: system health warning!\nA\netc/passwd\nattach=x\nroot\n");
+    EXPECT_EQ(received(HEALTH_MAIL, "-A etc/passwd --attach=x -- - root", "n", "x\n", "C").arguments,
+              "-s\nAlert: system health warning!\nroot\n");
 }
 
 TEST(MailByTheShell, ALineThatLooksLikeTheEndMarkIsText) {

@@ -107,6 +107,79 @@ TEST(MailScript, RecipientsAreWordsAndNothingElse) {
             << row.recipients;
 }
 
+// The script's words for the recipients, and what is said of those that are left out.
+static std::string words_of(const std::string &recipients, std::string *said) {
+    std::string script;
+    *said = test_door::captured_stderr([&] { script = script_of(TEST_MAIL, recipients, "n", "x\n"); });
+    size_t begin = strlen(E_MAIL_TEST);
+    return script.substr(begin, script.find(" <<EOT") - begin);
+}
+
+static std::string left_out(const std::string &address) {
+    return "Warning: The recipient \"" + address +
+           "\" is left out: the mail command would take it as an order.\n";
+}
+
+TEST(MailRecipients, AnAddressIsNeverAnOrder) {
+    for (const char *order :
+         {"-a",    "-c",       "--",    "-",    "|touch", "|",       "/etc/x", "/",     "./a",
+          "../b",  ".",        "+f",    "+",    "d/f",    "d/f@x",   "<|x>",   "a<|x>", "a@b<|x>",
+          "<d/f>", "a@b<d/f>", "(a)|x", "(|x)", "(a)-x",  "file:/x", "-|/.+a"}) {
+        std::string said;
+        EXPECT_EQ(words_of(std::string("root ") + order + " a@b", &said), "root  a@b") << order;
+        EXPECT_EQ(said, left_out(order));
+        EXPECT_EQ(words_of(std::string("root,") + order, &said), "root") << order;
+        EXPECT_EQ(said, left_out(order));
+        EXPECT_EQ(words_of(std::string(order) + ",root\n", &said), "root ") << order;
+        EXPECT_EQ(said, left_out(order));
+    }
+}
+
+TEST(MailRecipients, AddressesStandAsTheyAre) {
+    for (const char *address :
+         {"a", "a-b", "a.b", "a+b", "a+b@c-d.e", "a@b/c", "a@[1::2]", "a,b", "a,,b", ",a,", "a@b,c@d e",
+          "=a^b%c_d", "a:|b;", ">|a", "\"|a\"", "M\xC3\xBCller@x"}) {
+        std::string said;
+        std::string words = words_of(address, &said);
+        words.erase(std::remove(words.begin(), words.end(), '\\'), words.end()); // the shell's
+        EXPECT_EQ(words, address);
+        EXPECT_EQ(said, "") << address;
+    }
+}
+
+TEST(MailRecipients, OnlyTheOrderIsLeftOut) {
+    const struct {
+        const char *recipients;
+        const char *words;
+        std::string said;
+    } table[] = {
+        {"-c boss@x", " boss@x", left_out("-c")},
+        {"a,|touch", "a", left_out("|touch")},
+        {"b,/etc/x", "b", left_out("/etc/x")},
+        {"+f a", " a", left_out("+f")},
+        {"a,-b,c,+d,e", "a,c,e", left_out("-b") + left_out("+d")},
+        {"a -f --b - c-d", "a    c-d", left_out("-f") + left_out("--b") + left_out("-")},
+        {"a\n-f", "a ", left_out("-f")},
+        {"a -\xC3\xBC", "a ", left_out("-??")},
+    };
+    for (const auto &row : table) {
+        std::string said;
+        EXPECT_EQ(words_of(row.recipients, &said), row.words) << row.recipients;
+        EXPECT_EQ(said, row.said) << row.recipients;
+    }
+}
+
+// `mail` without a recipient may take the text as orders.
+TEST(MailRecipients, WhenNoneIsLeftNothingIsSent) {
+    for (const char *recipients : {"-c", "|touch,/x", " -a +b ", "%s-f"}) {
+        test_door::reset();
+        std::string said = test_door::captured_stderr(
+            [&] { EXPECT_EQ(send_mail(HEALTH_MAIL, recipients, "n", "x\n"), MAIL_NO_SCRIPT) << recipients; });
+        EXPECT_EQ(said.substr(said.rfind("Warning")), "Warning: No recipient is left; no mail is sent.\n");
+        EXPECT_EQ(test_door::take_log(), "") << recipients;
+    }
+}
+
 TEST(MailScript, NoLineIsAnOrder) {
     const struct {
         const char *body;
