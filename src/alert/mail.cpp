@@ -36,7 +36,7 @@ static bool is_order(const std::string &address) {
     return false;
 }
 
-static void tell_of_order(std::string address) {
+static void warn_of_order(std::string address) {
     std::replace_if(
         address.begin(), address.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
     fprintf(stderr,
@@ -53,7 +53,7 @@ static std::string without_orders(const std::string &word) {
         std::string address = word.substr(start, end - start);
         start = end + 1;
         if (is_order(address)) {
-            tell_of_order(address);
+            warn_of_order(address);
             continue;
         }
         left += (first ? "" : ",") + address;

@@ -2,7 +2,7 @@
 // Tells somebody by e-mail: a shell script in /tmp pipes the text into the system's `mail` command. It is
 // written, run and waited for on every mail, overwritten by the next one, never removed. What the outcome
 // calls for is the caller's to print; only recipients that are left out, and a directory in the script's
-// place, are told here, on standard error.
+// place, are reported here, on standard error.
 
 enum mail_kind { HEALTH_MAIL, TEST_MAIL };
 
