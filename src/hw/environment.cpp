@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <sys/statvfs.h>
 
 // ---- PATH
 
@@ -19,11 +20,18 @@ static bool is_roots_own(const std::string &path) {
     return path == "/" || is_roots_own(path.substr(0, std::max<size_t>(path.rfind('/'), 1)));
 }
 
+// A medium that a user brings can hold files of root, too. It is mounted so that they give nobody root's
+// rights.
+static bool is_users_medium(const char *path) {
+    struct statvfs filesystem;
+    return statvfs(path, &filesystem) != 0 || (filesystem.f_flag & ST_NOSUID) != 0;
+}
+
 std::string roots_own_directory(const std::string &directory) {
     char path[PATH_MAX];
     if (directory.empty() || directory[0] != '/' || realpath(directory.c_str(), path) == nullptr)
         return "";
-    return is_roots_own(path) ? path : "";
+    return is_roots_own(path) && !is_users_medium(path) ? path : "";
 }
 
 static void add_once(std::vector<std::string> *texts, const std::string &text) {

@@ -8,7 +8,8 @@
 #include <vector>
 
 // The place that `directory` leads to, without links in it, when only root can change that and all that it
-// lies in; otherwise "".
+// lies in; otherwise "". It is not root's on a file system that is mounted without set-uid programs, as a
+// user's stick is.
 std::string roots_own_directory(const std::string &directory);
 
 // Whether only root can change what is in a directory with this status. The sticky bit does not help: others

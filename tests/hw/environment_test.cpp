@@ -4,6 +4,9 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "support/run.h"
@@ -96,6 +99,29 @@ TEST(Path, LinksAreFollowedToTheirEnds) {
     EXPECT_EQ(roots_own_directory(here + "/loop"), "");
     EXPECT_EQ(roots_own_directory("/proc/self/root/usr/bin"), "/usr/bin");
     EXPECT_EQ(roots_own_directory("/proc/self/cwd/" + here), "");
+}
+
+// 0: as expected, 1: not, 2: nothing can be mounted here.
+static int look_at_mounted(unsigned long flags, const char *expected) {
+    pid_t child = fork();
+    if (child == 0) {
+        if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("none", "/mnt", "tmpfs", flags, "mode=0755") != 0)
+            _exit(2);
+        _exit(roots_own_directory("/mnt") == expected ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WEXITSTATUS(status);
+}
+
+// He has made the files on it, whatever their owner is.
+TEST(Path, AUsersMediumIsNotRoots) {
+    int of_root = look_at_mounted(0, "/mnt");
+    if (of_root == 2)
+        GTEST_SKIP() << "nothing can be mounted here";
+    EXPECT_EQ(of_root, 0);
+    EXPECT_EQ(look_at_mounted(MS_NOSUID | MS_NODEV, ""), 0);
 }
 
 // ---- Values
