@@ -559,6 +559,11 @@ int os_waitpid(pid_t child) {
     return error != 0 ? fail_with(error) : 0;
 }
 
+bool os_is_ignored(int signal_number) {
+    struct sigaction action;
+    return sigaction(signal_number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 static void pass_time(double seconds) {
     if (!options.fast && !options.clock_given)
         sleep_unless_signalled(seconds);

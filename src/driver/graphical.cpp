@@ -7,6 +7,7 @@
 #include "config/settings.h"
 #include "config/version.h"
 #include "driver/refresh.h"
+#include "hw/os.h"
 #include "items/display.h"
 #include "ui/desktop.h"
 #include "ui/items_page.h"
@@ -23,16 +24,11 @@ static gboolean end_main_loop(gpointer) {
     return TRUE;
 }
 
-// nohup, or a shell's "&", lets the program ignore a signal: it stays so.
-static bool is_ignored(int number) {
-    struct sigaction action;
-    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-}
-
 // A signal ends the program between two ticks, as closing the window does: never in the middle of a reading.
+// One that is ignored, because of nohup or of a shell's "&", stays so.
 static void end_by_signals() {
     for (int number : {SIGINT, SIGTERM, SIGHUP})
-        if (!is_ignored(number))
+        if (!os_is_ignored(number))
             g_unix_signal_add(number, end_main_loop, nullptr);
 }
 

@@ -73,6 +73,7 @@ int os_pclose(FILE *stream);
 pid_t os_fork();
 void os_exec(const char *path);
 int os_waitpid(pid_t child);
+bool os_is_ignored(int signal_number); // as the caller may have left it
 
 void os_sleep(unsigned seconds);
 void os_usleep(unsigned microseconds);

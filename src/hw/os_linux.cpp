@@ -2,6 +2,7 @@
 #include "hw/os.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
@@ -228,6 +229,11 @@ int os_waitpid(pid_t child) {
         ended = waitpid(child, nullptr, 0);
     while (ended == -1 && errno == EINTR);
     return ended == child ? 0 : -1;
+}
+
+bool os_is_ignored(int signal_number) {
+    struct sigaction action;
+    return sigaction(signal_number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 // A signal ends one sleep early. sleep() would hand back whole seconds and lose the part of one that is left.

@@ -292,6 +292,7 @@ void os_exec(const char *) {}
 int os_waitpid(pid_t) { return fail(ENOSYS); }
 void os_sleep(unsigned) {}
 void os_usleep(unsigned) {}
+bool os_is_ignored(int) { return false; }
 uint32_t os_getuid() { return 0; }
 int os_random(void *, size_t) { return fail(ENOSYS); }
 time_t os_time() { return 0; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -459,6 +460,11 @@ int os_waitpid(pid_t child) {
     bool failed = fails("waitpid");
     log_line("waitpid %d%s", child, failed ? " failed" : "");
     return failed ? -1 : 0;
+}
+
+bool os_is_ignored(int signal_number) {
+    struct sigaction action;
+    return sigaction(signal_number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 void os_sleep(unsigned seconds) { log_line("sleep %u", seconds); }
