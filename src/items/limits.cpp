@@ -40,18 +40,20 @@ int get_item_limit(uint32_t kind, const system_settings *system, const char *nam
         fprintf(stderr, "Error: Parameter is not found.\n");
         return -1;
     }
+    int64_t limit = *value; // of the last pass; what an earlier one gave does not count when that fails
     bool moved = false;
     do {
         uint32_t raw = 0;
         if (read_raw_limit(system, item, record, &raw) != 0)
             return -1;
-        bool converted = convert_measure(system, item, parameters, parameter_count, raw, value);
+        bool converted = convert_measure(system, item, parameters, parameter_count, raw, &limit);
         if (!converted && item->Cat != CAT_SWITCH) // a switch has no limit
             fprintf(stderr, "Error: wrong parameter!\n");
         passes--;
         if (guarded)
             moved = correctBankSelectRegister(kind, MODE_AFTER_READ, system, item, guarded_reg) != 0;
     } while (moved && passes > 0);
+    *value = limit;
     return 0;
 }
 

@@ -422,6 +422,22 @@ TEST(BankGuard, FailedReadEndsAtOnce) {
     }
 }
 
+// The chip goes away between the passes: what the first one gave was read in the wrong bank.
+TEST(BankGuard, APassThatGaveAValueDoesNotCountWhenTheNextFails) {
+    start();
+    answer("smbus_read 10 1 5 4e", 5);
+    for (bool limit : {false, true}) {
+        answer_once("smbus_read 10 1 5 4e", 5);
+        answer_once("smbus_read 10 1 5 4e", 0); // moved while the value was read
+        answer_once("smbus_read 10 1 5 50", 99);
+        outcome seen = limit ? guarded_limit(HIGH_LIMIT, "VOL1H", banked_temperature())
+                             : guarded_reading(banked_temperature());
+        EXPECT_EQ(seen.status, -1);
+        EXPECT_EQ(seen.value, 77);
+        EXPECT_EQ(seen.calls, string(READ_BANK) + READ_VALUE + READ_BANK + WRITE_BANK + READ_VALUE);
+    }
+}
+
 TEST(BankGuard, BankThatCannotBeReadStopsNoReading) {
     start();
     answer("smbus_read 10 1 5 50", 40);
