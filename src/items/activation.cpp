@@ -21,10 +21,11 @@ static const struct {
     {"CPU4 Temperature", "CPU4 Core Voltage"},
 };
 
+// Of several records with the name any one will do.
 static bool is_unmonitored(const item_display *displays, int32_t count, const char *name) {
     for (int32_t i = 0; i < count; i++)
-        if (equal_ignoring_case(displays[i].name, name))
-            return displays[i].monitor != 1;
+        if (displays[i].monitor != 1 && equal_ignoring_case(displays[i].name, name))
+            return true;
     return false;
 }
 

@@ -211,6 +211,22 @@ TEST(Activation, TemperatureOfAnEmptySocket) {
             << c.voltage << " monitor " << c.voltage_monitor << ", " << c.temperature;
 }
 
+TEST(Activation, OneUnmonitoredVoltageOfTheNameIsEnough) {
+    for (size_t unmonitored : {0, 1, 2}) { // of two; 2: neither
+        reset_all();
+        hw_recorder::answer("smbus_read 0 1 2d 1", 192);
+        hw_recorder::answer("smbus_read 18 1 2d 2", 45);
+        board b;
+        add(&b, "CPU1 Core Voltage", CAT_VOLTAGE, CHIP_0, 0x01, 12500, 11250);
+        add(&b, "CPU1 core voltage", CAT_VOLTAGE, CHIP_0, 0x01, 12500, 11250);
+        if (unmonitored < 2)
+            set_monitor(&b, unmonitored, 0);
+        add(&b, "CPU1 Temperature", CAT_TEMP, CHIP_18, 0x02, 70, 0);
+        EXPECT_EQ(output_of(&b), unmonitored < 2 ? NOT_ACTIVATED + "CPU1 Temperature\n\n" : "")
+            << unmonitored;
+    }
+}
+
 TEST(Activation, OnlyTemperaturesGoByTheirSocket) {
     reset_all();
     hw_recorder::answer("smbus_read 23 1 2d 2", 25);
