@@ -14,6 +14,7 @@
 #include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/pci.h"
+#include "hw/port_grants.h"
 
 constexpr int FAILED = -1;
 constexpr uint32_t BUS_SMBUS = 1; // bits of a bus type
@@ -64,7 +65,7 @@ int openI2CDevice(uint32_t base) {
 
 void clearSMBusLastTransaction(uint32_t base) {
     constexpr uint8_t IN_USE_AND_INTERRUPT = 0x42; // bits of the host status register that a one clears
-    if (IntelDevice == 0)
+    if (IntelDevice == 0 || !is_port(base, 0))
         return;
     os_iopl(3);
     os_outb(static_cast<uint16_t>(base), IN_USE_AND_INTERRUPT);

@@ -220,6 +220,16 @@ TEST(SmbusClear, OnlyIntelControllers) {
     EXPECT_EQ(test_door::take_log(), "iopl 3\noutb efa0 42\n");
 }
 
+TEST(SmbusClear, ABaseBeyondThePortsIsNotTouched) {
+    open_bus(1, {});
+    clearSMBusLastTransaction(0xFFFF);
+    EXPECT_EQ(test_door::take_log(), "iopl 3\noutb ffff 42\n");
+    for (uint32_t base : {0x10000u, 0x11100u, 0xFFFFFFFFu}) {
+        clearSMBusLastTransaction(base);
+        EXPECT_EQ(test_door::take_log(), "") << base;
+    }
+}
+
 TEST(SmbusByteRead, TakesTheSlaveAndReads) {
     for (uint8_t intel : {0, 1})
         for (int byte : {0x00, 0x5A, 0xFF}) {
