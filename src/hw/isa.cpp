@@ -62,14 +62,15 @@ static int write_byte(isa_ports ports, uint8_t reg, uint32_t *value) {
     return write_register(ports, reg, static_cast<uint8_t>(*value));
 }
 
-// One access in a bank. The bank goes back even after the access failed.
-static int in_bank(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg, uint32_t *value,
-                   int (*access)(isa_ports ports, uint8_t reg, uint32_t *value)) {
+// One access in a bank; `written` is for an access that writes, `*value` for one that reads. The bank goes
+// back even after the access failed.
+static int in_bank(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg, uint32_t written,
+                   uint32_t *value, int (*access)(isa_ports ports, uint8_t reg, uint32_t *value)) {
     isa_ports ports;
     if (!ports_of(index_port, data_port, &ports))
         return -1;
     uint8_t saved;
-    uint32_t result = *value;
+    uint32_t result = written;
     int status = -1;
     machine_turn whole;
     if (select_bank(ports, bank, &saved) == 0) {
@@ -85,7 +86,7 @@ int isa_byte_data_read(uint32_t index_port, uint32_t data_port, uint32_t bank, u
                        uint32_t *value) {
     if (bmc_owns_isa_monitor())
         return IpmiByteRead_ISA_30_2C(bank, reg, value);
-    return in_bank(index_port, data_port, bank, reg, value, read_byte);
+    return in_bank(index_port, data_port, bank, reg, 0, value, read_byte);
 }
 
 // Of the two bytes that the BMC hands over (as high × 256 + low), the same 13 bits as over the ports.
@@ -102,12 +103,12 @@ int isa_word_data_read_NCT6776F_fan(uint32_t index_port, uint32_t data_port, uin
                                     uint32_t *value) {
     if (bmc_owns_isa_monitor())
         return read_fan_from_bmc(bank, reg, value);
-    return in_bank(index_port, data_port, bank, reg, value, read_fan);
+    return in_bank(index_port, data_port, bank, reg, 0, value, read_fan);
 }
 
 int isa_byte_data_write(uint32_t index_port, uint32_t data_port, uint32_t bank, uint32_t reg,
                         uint32_t value) {
     if (bmc_owns_isa_monitor())
         return IpmiByteWrite_ISA_30_2C(bank, reg, value);
-    return in_bank(index_port, data_port, bank, reg, &value, write_byte);
+    return in_bank(index_port, data_port, bank, reg, value, &value, write_byte);
 }
