@@ -143,12 +143,13 @@ int W83627HF_A_Intru_IO_Clear(uint32_t chip_code) {
 
 // ---- I/O space
 
-constexpr uint32_t NS87427_BANK = 15; // the last register that is used here
+constexpr uint32_t NS87427_SWITCH = 12;
+constexpr uint32_t NS87427_BANK = 15;
 
 int NS87427_Intru_IO_Clear(uint8_t mask, uint32_t base) {
-    if (!is_port(base, NS87427_BANK))
+    if (!is_port(base, NS87427_SWITCH))
         return FAILED;
-    uint16_t port = static_cast<uint16_t>(base + 0x0C);
+    uint16_t port = static_cast<uint16_t>(base + NS87427_SWITCH);
     uint8_t value;
     machine_turn whole;
     if (os_inb(port, &value) != 0)
@@ -255,7 +256,7 @@ static void reread_ns87427(const item_record *item) {
     uint8_t ignored;
     machine_turn whole;
     os_outb(static_cast<uint16_t>(item->Offset + NS87427_BANK), static_cast<uint8_t>(item->Slave));
-    os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);
+    os_inb(static_cast<uint16_t>(item->Offset + NS87427_SWITCH), &ignored);
 }
 
 // `result` as it is, or that of the read where it counts.

@@ -95,12 +95,15 @@ static uint32_t it8720f_high_reg(const item_record *item, uint32_t low_reg) {
     return item->Offset >= 13 && item->Offset <= 18 ? low_reg + 11 : low_reg + 1;
 }
 
-constexpr uint32_t NS87427_LAST = 21; // its last register that is read
+constexpr uint16_t NS87427_BANK = 15; // the NS87427's ports, counted from its base
+constexpr uint16_t NS87427_SWITCH = 12;
+constexpr uint16_t NS87427_COUNT = 18; // its low byte; the high one follows
+constexpr uint16_t NS87427_LIMIT = 20;
 
 // The NS87427's monitor lies in I/O space: its bank in the low bits of base + 15 (bits 5 to 7 are kept), the
 // fan's words from there on.
 static int ns87427_word(uint32_t offset, uint32_t slave, uint16_t low_at, uint32_t *raw) {
-    if (!is_port(offset, NS87427_LAST))
+    if (!is_port(offset, low_at + 1u))
         return NOT_READ;
     uint16_t base = static_cast<uint16_t>(offset);
     uint8_t bank = static_cast<uint8_t>(slave);
@@ -108,7 +111,7 @@ static int ns87427_word(uint32_t offset, uint32_t slave, uint16_t low_at, uint32
     uint8_t low;
     uint8_t high;
     machine_turn whole;
-    if (os_inb(base + 15, &kept) != 0 || os_outb(base + 15, (kept & 0xE0) | bank) != 0)
+    if (os_inb(base + NS87427_BANK, &kept) != 0 || os_outb(base + NS87427_BANK, (kept & 0xE0) | bank) != 0)
         return NOT_READ;
     if (os_inb(base + low_at, &low) != 0 || os_inb(base + low_at + 1, &high) != 0)
         return NOT_READ;
@@ -147,7 +150,7 @@ int read_fan_nct7904d(const system_settings *system, const item_record *item, ui
 }
 
 int read_fan_ns87427(const system_settings *, const item_record *item, uint32_t *raw) {
-    return ns87427_word(item->Offset, item->Slave, 18, raw);
+    return ns87427_word(item->Offset, item->Slave, NS87427_COUNT, raw);
 }
 
 int read_fan_it8720f(const system_settings *system, const item_record *item, uint32_t *raw) {
@@ -169,8 +172,8 @@ int read_switch_superio_gpio(const system_settings *, const item_record *item, u
 // One would expect a reading; the port is read and the reading fails all the same, on purpose.
 int read_switch_ns87427(const system_settings *, const item_record *item, uint32_t *) {
     uint8_t ignored;
-    if (is_port(item->Offset, NS87427_LAST))
-        os_inb(static_cast<uint16_t>(item->Offset + 12), &ignored);
+    if (is_port(item->Offset, NS87427_SWITCH))
+        os_inb(static_cast<uint16_t>(item->Offset + NS87427_SWITCH), &ignored);
     return NOT_READ;
 }
 
@@ -279,7 +282,7 @@ int limit_fan_w83793g(const system_settings *system, const item_record *item, co
 int limit_fan_ns87427(const system_settings *, const item_record *, const parameter_record *record,
                       uint32_t *) {
     uint32_t ignored;
-    ns87427_word(record->Offset, record->Slave, 20, &ignored);
+    ns87427_word(record->Offset, record->Slave, NS87427_LIMIT, &ignored);
     return NOT_READ;
 }
 

@@ -416,7 +416,7 @@ TEST(IntrusionIoSpace, NewReadingDoesNotCount) {
 }
 
 TEST(IntrusionIoSpace, SwitchBeyondThePortsIsNotReadAgain) {
-    for (uint32_t base : {0xFFF1u, 0x10042u, 0xFFFFFFFFu}) {
+    for (uint32_t base : {0xFFF4u, 0x10042u, 0xFFFFFFFFu}) {
         item_record item = intrusion(8, 0);
         item.Offset = base;
         start(item, ACTIVE);
@@ -424,6 +424,10 @@ TEST(IntrusionIoSpace, SwitchBeyondThePortsIsNotReadAgain) {
         EXPECT_EQ(seen.result, 0) << base;
         EXPECT_EQ(seen.ports, "inb 0052 55\noutb 0052 d5\n") << base; // the clear, at the record's own base
     }
+    item_record item = intrusion(8, 0);
+    item.Offset = 0xFFF1; // the switch is the port 0xFFFD, but there is no bank at base + 15
+    start(item, ACTIVE);
+    EXPECT_EQ(reset(&item).ports, "inb fffd 55\ninb 0052 55\noutb 0052 d5\n");
 }
 
 TEST(IntrusionIoSpace, ClearAlone) {
@@ -748,8 +752,8 @@ TEST(Intrusion, FirstOfTwoRecordsCounts) {
 TEST(IntrusionIoSpace, ABaseBeyondThePortsIsNotTouched) {
     test_door::reset();
     EXPECT_NE(NS87427_Intru_IO_Clear(0x10, 0x10080), 0);
-    EXPECT_NE(NS87427_Intru_IO_Clear(0x10, 0xFFF1), 0);
+    EXPECT_NE(NS87427_Intru_IO_Clear(0x10, 0xFFF4), 0); // the register lies at base + 12
     EXPECT_EQ(test_door::take_log(), "");
-    EXPECT_EQ(NS87427_Intru_IO_Clear(0x10, 0xFFF0), 0);
-    EXPECT_EQ(test_door::take_log(), "inb fffc ff\noutb fffc ff\n");
+    EXPECT_EQ(NS87427_Intru_IO_Clear(0x10, 0xFFF3), 0);
+    EXPECT_EQ(test_door::take_log(), "inb ffff ff\noutb ffff ff\n");
 }

@@ -223,14 +223,23 @@ TEST(RawFan, Chip8BankIsOredInWhole) {
     EXPECT_EQ(test_door::take_log(), "inb 070f 40\noutb 070f df\ninb 0712 40\ninb 0713 40\n");
 }
 
-// Its last register is base + 21: that of 0xFFEA is the last port there is.
+// The last port that a count needs is base + 19, that of a limit base + 21, that of the switch base + 12.
 TEST(RawFan, Chip8WithABaseBeyondThePortsIsNotTouched) {
     start_ports(NO_BMC, {});
     test_door::on_inb = [](uint16_t) -> uint8_t { return 0x40; };
-    expect_read(read_item(make_item(CAT_FAN, 8, 2, 0, 0xFFEA), 0), 328, "", "0xFFEA"); // 5400000 / 0x4040
-    EXPECT_EQ(test_door::take_log(), "inb fff9 40\noutb fff9 40\ninb fffc 40\ninb fffd 40\n");
-    for (uint32_t base : {0xFFEBu, 0xFFFFu, 0x10700u, 0xFFFFFFFFu}) {
+    expect_read(read_item(make_item(CAT_FAN, 8, 2, 0, 0xFFEC), 0), 328, "", "0xFFEC"); // 5400000 / 0x4040
+    EXPECT_EQ(test_door::take_log(), "inb fffb 40\noutb fffb 40\ninb fffe 40\ninb ffff 40\n");
+    for (uint32_t base : {0xFFEDu, 0xFFFFu, 0x10700u, 0xFFFFFFFFu}) {
         expect_failed(read_item(make_item(CAT_FAN, 8, 2, 0, base), 0), "", call_line("%x", base));
+        EXPECT_EQ(test_door::take_log(), "") << base;
+    }
+}
+
+TEST(RawSwitch, Chip8WithABaseBeyondThePortsIsNotTouched) {
+    start_ports(NO_BMC, {});
+    expect_failed(read_item(make_item(CAT_SWITCH, 8, 2, 0, 0xFFF3), 3), "", "0xFFF3");
+    EXPECT_EQ(test_door::take_log(), "inb ffff ff\n");
+    for (uint32_t base : {0xFFF4u, 0xFFFFu, 0x10700u, 0xFFFFFFFFu}) {
         expect_failed(read_item(make_item(CAT_SWITCH, 8, 2, 0, base), 3), "", call_line("%x", base));
         EXPECT_EQ(test_door::take_log(), "") << base;
     }
@@ -695,6 +704,18 @@ TEST(RawFanLimit, Chip8IsReadAndStaysUnreadable) {
         expect_failed(read_limit(make_item(CAT_FAN, 8, bus, SLAVE, REG), 3, record), "", chip_on_bus(8, bus));
         // the item's ports would be 0x002F and on; the limit's bytes are at base + 20 and + 21
         EXPECT_EQ(test_door::take_log(), "inb 070f bf\noutb 070f a3\ninb 0714 2c\ninb 0715 2c\n");
+    }
+}
+
+TEST(RawFanLimit, Chip8WithABaseBeyondThePortsIsNotTouched) {
+    start_ports(NO_BMC, {});
+    test_door::on_inb = [](uint16_t) -> uint8_t { return 0x40; };
+    item_record item = make_item(CAT_FAN, 8, 2, SLAVE, REG);
+    expect_failed(read_limit(item, 0, make_parameter("FAN1H", 0, 0xFFEA, 0xFF)), "", "0xFFEA");
+    EXPECT_EQ(test_door::take_log(), "inb fff9 40\noutb fff9 40\ninb fffe 40\ninb ffff 40\n");
+    for (uint32_t base : {0xFFEBu, 0xFFFFu, 0x10700u, 0xFFFFFFFFu}) {
+        expect_failed(read_limit(item, 0, make_parameter("FAN1H", 0, base, 0xFF)), "", call_line("%x", base));
+        EXPECT_EQ(test_door::take_log(), "") << base;
     }
 }
 
