@@ -290,8 +290,8 @@ int limit_fan_ns87427(const system_settings *, const item_record *, const parame
 // purpose.
 int limit_fan_it8720f(const system_settings *system, const item_record *item, const parameter_record *record,
                       uint32_t *raw) {
-    if (!on_superio(item))
-        return NOT_READ;
+    if (!on_superio(item)) // unlike its reading, which fails then
+        return limit_plain(system, item, record, raw);
     return isa_low_high(system, record->Slave, record->Offset, it8720f_high_reg(item, record->Offset), raw);
 }
 

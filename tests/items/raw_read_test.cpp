@@ -744,11 +744,17 @@ TEST(RawFanLimit, Chip25PlacesTheHighByteByTheItemsOwnRegister) {
                 "isa_read 3c e\nisa_read 3c f\n", "record at 14");
 }
 
-TEST(RawFanLimit, Chip25OffTheSuperIoFails) {
-    for (uint32_t bus : {0u, 1u, 8u, 9u}) {
-        start(NO_BMC, {{smbus_line(25, bus, LIMIT_SLAVE, LIMIT_REG), 100}});
-        expect_failed(read_limit(make_item(CAT_FAN, 25, bus, SLAVE, 13), 3), "", chip_on_bus(25, bus));
+TEST(RawFanLimit, Chip25OffTheSuperIoTakesOneByteOverSmbus) {
+    for (uint32_t bus : {1u, 8u, 9u}) {
+        string line = smbus_line(25, bus, LIMIT_SLAVE, LIMIT_REG);
+        item_record item = make_item(CAT_FAN, 25, bus, SLAVE, 13);
+        start(NO_BMC, {{line, 100}});
+        expect_read(read_limit(item, 3), 6750, line + "\n", chip_on_bus(25, bus)); // 675000 / 100
+        start(NO_BMC, {});
+        expect_failed(read_limit(item, 3), line + "\n", chip_on_bus(25, bus));
     }
+    start(NO_BMC, {});
+    expect_failed(read_limit(make_item(CAT_FAN, 25, 0, SLAVE, 13), 3), "", "no bus");
 }
 
 TEST(RawFanLimit, Chip28TakesItsWordFromTheSuperIo) {
