@@ -101,7 +101,7 @@ static void read_over_route(benchmark::State &state, uint32_t category, uint32_t
     free_bmc = bmc;
     IpmiInit();
     SMB_BASE_IO_ADDR = 0x1100;
-    i2c_bus_list[0] = {"0", "smbus", "SMBus I801 adapter at 1100", ""};
+    i2c_bus_list = {{"0", "smbus", "SMBus I801 adapter at 1100", ""}};
     counter_i2c_bus_list = 1;
     loaded l = load(108, 0);
     item_record *item = &l.items[category];

@@ -80,7 +80,7 @@ static driver driver_list[MOST_DRIVERS];
 static int counter_driver_list;
 static char modules_list[MOST_MODULES][MODULE_NAME_SIZE];
 static int counter_modules_list;
-i2c_bus i2c_bus_list[MOST_BUSES];
+std::vector<i2c_bus> i2c_bus_list;
 int counter_i2c_bus_list;
 
 static const char *modules_conf; // chosen, but nothing reads it; kept on purpose
@@ -204,23 +204,24 @@ int dump_driver_list() { return 0; }
 
 // ---- Buses
 
-// The slot of the next bus, nullptr when the list is full.
-static i2c_bus *next_slot() {
-    return counter_i2c_bus_list < MOST_BUSES ? &i2c_bus_list[counter_i2c_bus_list] : nullptr;
+// Counts one more bus. Its slot is empty, or as an earlier search left it. A server with graphics cards has
+// dozens of buses, and the one that is needed may be the last.
+static i2c_bus *count_bus() {
+    auto place = static_cast<size_t>(counter_i2c_bus_list++);
+    if (place == i2c_bus_list.size())
+        i2c_bus_list.emplace_back();
+    return &i2c_bus_list[place];
 }
 
 static void read_proc_bus_i2c(FILE *stream, int fill) {
     char line[100];
     while (fgets(line, sizeof line, stream) != nullptr) {
-        i2c_bus *slot = next_slot();
-        if (slot == nullptr)
-            return;
         i2c_bus read = {};
         sscanf(line, "i2c-%15s %31s %99[a-zA-Z0-9/() -] %99[a-zA-Z0-9/() -]", read.number, read.type,
                read.adapter, read.algorithm);
+        i2c_bus *slot = count_bus();
         if (fill != 0)
             *slot = read;
-        counter_i2c_bus_list++;
     }
 }
 
@@ -298,9 +299,6 @@ static void read_sysfs(int fill) {
     if (os_list_directory(directory.c_str(), &entries) != 0)
         return;
     for (const std::string &entry : entries) {
-        i2c_bus *slot = next_slot();
-        if (slot == nullptr)
-            return;
         FILE *stream = open_name_file(directory + "/" + entry);
         if (stream == nullptr)
             continue; // not counted
@@ -308,9 +306,9 @@ static void read_sysfs(int fill) {
         if (fgets(name, sizeof name, stream) != nullptr)
             name[strcspn(name, "\n")] = '\0';
         os_fclose(stream);
+        i2c_bus *slot = count_bus();
         if (fill != 0)
             fill_from_name(entry, name, slot);
-        counter_i2c_bus_list++;
     }
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 // Finding the board's SMBus adapters and loading their kernel drivers. The lists are filled once, at
-// start-up; what exceeds a list's capacity is dropped.
+// start-up. The list of buses grows; what exceeds the capacity of another one is dropped.
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 struct i2c_bus {       // a slot that was counted but not filled stays empty and matches nothing
     char number[16];   // as in i2c-N
@@ -12,8 +13,7 @@ struct i2c_bus {       // a slot that was counted but not filled stays empty and
     char algorithm[100];
 };
 
-constexpr int MOST_BUSES = 10;
-extern i2c_bus i2c_bus_list[MOST_BUSES];
+extern std::vector<i2c_bus> i2c_bus_list; // at least as long as the count
 extern int counter_i2c_bus_list;
 
 // Returns 0 when the bus list could be built, -1 otherwise. Called once, at start-up, when items need the

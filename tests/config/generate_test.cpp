@@ -289,10 +289,7 @@ constexpr int I2C_FD = 50;
 // Register 5E of the chip at `slave` is `mode`; every other slave refuses.
 static void put_chip(uint32_t slave, uint8_t mode) {
     test_door::reset();
-    memset(i2c_bus_list, 0, sizeof i2c_bus_list);
-    strcpy(i2c_bus_list[0].number, "0");
-    strcpy(i2c_bus_list[0].type, "smbus");
-    strcpy(i2c_bus_list[0].adapter, "SMBus I801 adapter at 1100");
+    i2c_bus_list = {{"0", "smbus", "SMBus I801 adapter at 1100", ""}};
     counter_i2c_bus_list = 1;
     SMB_BASE_IO_ADDR = 0x1100;
     IntelDevice = 0;

@@ -13,7 +13,8 @@ template <size_t SIZE> static void judge_text(const char (&text)[SIZE]) {
 }
 
 static void judge_buses() {
-    expect(counter_i2c_bus_list >= 0 && counter_i2c_bus_list <= MOST_BUSES, "the buses fit into their list");
+    expect(counter_i2c_bus_list >= 0 && static_cast<size_t>(counter_i2c_bus_list) <= i2c_bus_list.size(),
+           "each bus that is counted has a slot");
     for (const i2c_bus &bus : i2c_bus_list) {
         judge_text(bus.number);
         judge_text(bus.type);

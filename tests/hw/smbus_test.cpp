@@ -22,11 +22,8 @@ constexpr uint32_t ANY_CHIP = 17;
 // death tests run before the others, so each child begins with nothing open.
 
 static void put_buses(const std::vector<i2c_bus> &buses) {
-    for (i2c_bus &bus : i2c_bus_list)
-        bus = {};
+    i2c_bus_list = buses;
     counter_i2c_bus_list = static_cast<int>(buses.size());
-    for (size_t i = 0; i < buses.size(); i++)
-        i2c_bus_list[i] = buses[i];
 }
 
 static i2c_bus bus_of(const char *number, const char *type, const char *adapter) {
@@ -35,6 +32,15 @@ static i2c_bus bus_of(const char *number, const char *type, const char *adapter)
     snprintf(bus.type, sizeof bus.type, "%s", type);
     snprintf(bus.adapter, sizeof bus.adapter, "%s", adapter);
     return bus;
+}
+
+// As on a server with graphics cards.
+static std::vector<i2c_bus> thirty_and(const char *adapter) {
+    std::vector<i2c_bus> buses;
+    for (int i = 0; i < 30; i++)
+        buses.push_back(bus_of(std::to_string(i).c_str(), "unknown", "NVIDIA i2c adapter 1 at 3:00.0"));
+    buses.push_back(bus_of("30", "unknown", adapter));
+    return buses;
 }
 
 // Opens the device of `base` and ends with status 0, having printed each path that was tried and the result.
@@ -86,6 +92,7 @@ TEST(OpenI2cDeviceDeathTest, TakesTheFirstProperBusAtTheBase) {
          0x1100,
          {bus_of("0", "unknown", "adapter at home"), bus_of("1", "smbus", "B at 1100")},
          "1"},
+        {"thirty before it", 0x1100, thirty_and("SMBus I801 adapter at 1100"), "30"},
         {"none at all", 0x1100, {}, nullptr},
         {"none at the base", 0x1100, {bus_of("0", "smbus", "A at 1120")}, nullptr},
         {"only another type", 0x1100, {bus_of("0", "isa", "A at 1100")}, nullptr},
