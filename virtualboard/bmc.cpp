@@ -163,31 +163,40 @@ static int send(bmc_device *bmc, const ipmi_req *request, double now_s, bool *kn
     trace("ipmi send %ld%s%s", request->msgid, hex_of(bytes).c_str(), bmc->send_fails ? " failed" : "");
     if (bmc->send_fails)
         return fail_with(EIO);
-    bmc->pending = bmc->silent ? byte_string() : bmc_answer(bmc, bytes, now_s, known);
-    bmc->pending_id = static_cast<int>(request->msgid);
+    byte_string reply = bmc->silent ? byte_string() : bmc_answer(bmc, bytes, now_s, known);
+    if (!reply.empty())
+        bmc->pending.push_back({reply, static_cast<int>(request->msgid)});
     return 0;
 }
 
-static int receive(bmc_device *bmc, ipmi_recv *received) {
-    byte_string reply = bmc->pending;
-    bmc->pending.clear();
-    trace("ipmi reply%s%s", hex_of(reply).c_str(), bmc->receive_fails ? " failed" : "");
+// As the kernel has it, a reply that is too long stays where it is, unless it may be cut; that is a failure,
+// too, but takes it away.
+static int receive(bmc_device *bmc, bool cut, ipmi_recv *received) {
+    if (bmc->pending.empty())
+        return fail_with(EAGAIN);
+    bmc_message reply = bmc->pending.front();
+    size_t room = received->msg.data_len;
+    bool too_long = reply.bytes.size() > room;
+    bool failed = bmc->receive_fails || (too_long && !cut);
+    trace("ipmi %s%s%s", cut ? "cut reply" : "reply", hex_of(reply.bytes).c_str(), failed ? " failed" : "");
+    if (too_long && !cut && !bmc->receive_fails)
+        return fail_with(EMSGSIZE);
+    bmc->pending.pop_front();
     if (bmc->receive_fails)
         return fail_with(EIO);
-    if (reply.size() > received->msg.data_len)
-        return fail_with(EMSGSIZE);
-    std::copy(reply.begin(), reply.end(), received->msg.data);
-    received->msg.data_len = static_cast<unsigned short>(reply.size());
-    received->msgid = bmc->pending_id;
+    reply.bytes.resize(std::min(reply.bytes.size(), room));
+    std::copy(reply.bytes.begin(), reply.bytes.end(), received->msg.data);
+    received->msg.data_len = static_cast<unsigned short>(reply.bytes.size());
+    received->msgid = reply.id;
     received->recv_type = IPMI_RESPONSE_RECV_TYPE;
-    return 0;
+    return too_long ? fail_with(EMSGSIZE) : 0;
 }
 
 int openipmi_ioctl(bmc_device *bmc, unsigned long request, void *argument, double now_s, bool *known) {
     if (request == IPMICTL_SEND_COMMAND)
         return send(bmc, static_cast<const ipmi_req *>(argument), now_s, known);
-    if (request == IPMICTL_RECEIVE_MSG)
-        return receive(bmc, static_cast<ipmi_recv *>(argument));
+    if (request == IPMICTL_RECEIVE_MSG || request == IPMICTL_RECEIVE_MSG_TRUNC)
+        return receive(bmc, request == IPMICTL_RECEIVE_MSG_TRUNC, static_cast<ipmi_recv *>(argument));
     return fail_with(ENOTTY);
 }
 

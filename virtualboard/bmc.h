@@ -3,6 +3,7 @@
 // of its own.
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ struct bmc_slave { // a chip behind the BMC's private buses
     banked_chip chip;
 };
 
+struct bmc_message {
+    byte_string bytes; // completion code, data
+    int id = 0;
+};
+
 enum bmc_transport { NO_BMC, BMC_QXBMC, BMC_OPENIPMI };
 
 struct bmc_device {
@@ -28,13 +34,12 @@ struct bmc_device {
     byte_string guid;               // empty: Get System GUID is not supported
     std::vector<bmc_reply> replies; // before anything below
     std::vector<bmc_slave> slaves;
-    banked_chip isa;            // the board's monitor, which the BMC owns
-    byte_string sensors;        // by the index of OEM command 0x93
-    bool send_fails = false;    // the ioctl that sends
-    bool receive_fails = false; // the ioctl that receives
-    bool silent = false;        // commands are taken and never answered
-    byte_string pending;        // the reply that waits; empty: none
-    int pending_id = 0;         // the message's id
+    banked_chip isa;                 // the board's monitor, which the BMC owns
+    byte_string sensors;             // by the index of OEM command 0x93
+    bool send_fails = false;         // the ioctl that sends
+    bool receive_fails = false;      // the ioctl that receives
+    bool silent = false;             // commands are taken and never answered
+    std::deque<bmc_message> pending; // the replies that wait, oldest first
 };
 
 // The BMC's answer to a request (network function, command, data): completion code and data. `known` is

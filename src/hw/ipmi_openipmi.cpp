@@ -13,6 +13,7 @@
 // The numbers of the published interface, which the kernel's header must give.
 static_assert(IPMICTL_SEND_COMMAND == 0x8028690D);
 static_assert(IPMICTL_RECEIVE_MSG == 0xC030690C);
+static_assert(IPMICTL_RECEIVE_MSG_TRUNC == 0xC030690B);
 static_assert(sizeof(ipmi_addr) == 40);
 
 static int openipmi_fd = -1;
@@ -66,6 +67,23 @@ int ipmi_cmd_req2(int fd, int address_type, int channel, int slave, int lun, int
     return 0;
 }
 
+static ipmi_recv room_for_reply(ipmi_addr *address, uint8_t *data, size_t capacity) {
+    ipmi_recv received = {};
+    received.addr = reinterpret_cast<unsigned char *>(address);
+    received.addr_len = sizeof *address;
+    received.msg.data = data;
+    received.msg.data_len = static_cast<unsigned short>(capacity);
+    return received;
+}
+
+// A reply that is longer than its room stays in the kernel's queue, where every later command would find it:
+// it is taken off, cut to nothing. This call fails as well, for the same reason.
+static void take_off_long_reply(int fd, ipmi_addr *address) {
+    uint8_t unused;
+    ipmi_recv received = room_for_reply(address, &unused, 0);
+    os_ioctl(fd, IPMICTL_RECEIVE_MSG_TRUNC, &received);
+}
+
 int Ipmip_449000(int fd, int address_type, int channel, int slave, int lun, size_t capacity, uint8_t *data,
                  size_t *length) {
     ipmi_addr address;
@@ -80,14 +98,14 @@ int Ipmip_449000(int fd, int address_type, int channel, int slave, int lun, size
     }
     if (!readable)
         return count;
-    ipmi_recv received = {};
-    received.addr = reinterpret_cast<unsigned char *>(&address);
-    received.addr_len = sizeof address;
-    received.msg.data = data;
-    received.msg.data_len = static_cast<unsigned short>(capacity);
+    ipmi_recv received = room_for_reply(&address, data, capacity);
     int result = os_ioctl(fd, IPMICTL_RECEIVE_MSG, &received);
-    if (result < 0)
-        return failed_ioctl();
+    if (result < 0) {
+        int error = failed_ioctl();
+        if (error == EMSGSIZE)
+            take_off_long_reply(fd, &address);
+        return error;
+    }
     *length = received.msg.data_len < capacity ? received.msg.data_len : capacity;
     return result;
 }

@@ -128,6 +128,13 @@ static int receive(ipmi_recv *received, uint8_t faults) {
     return 0;
 }
 
+// The same, cut to its room, which takes it away.
+static int receive_cut(ipmi_recv *received) {
+    for (unsigned i = 0; i < received->msg.data_len; i++)
+        received->msg.data[i] = next_byte();
+    return fail(EMSGSIZE);
+}
+
 // The maker's driver: a byte of FAULT_... bits, then how many bytes it says that came back, which may be more
 // than there is room for. A driver that lies fills all of its room, whatever it says.
 static int exchange(const uint64_t *words) {
@@ -227,6 +234,8 @@ int os_ioctl(int, unsigned long request, void *argument) {
     }
     if (request == IPMICTL_RECEIVE_MSG)
         return receive(static_cast<ipmi_recv *>(argument), faults_of_this_reply);
+    if (request == IPMICTL_RECEIVE_MSG_TRUNC)
+        return receive_cut(static_cast<ipmi_recv *>(argument));
     if (request == I2C_SMBUS)
         static_cast<i2c_smbus_ioctl_data *>(argument)->data->byte = next_byte();
     return 0;

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <deque>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -130,8 +132,8 @@ static void catch_receives() {
         memset(received->addr, 0x77, received->addr_len); // the kernel may fill all of it
         last.buffer = received->msg.data;
         last.capacity = received->msg.data_len;
-        memcpy(received->msg.data, "\x00\x11\x22", 3);
-        received->msg.data_len = 3;
+        received->msg.data_len = std::min<unsigned short>(received->msg.data_len, 3);
+        memcpy(received->msg.data, "\x00\x11\x22", received->msg.data_len);
         return 0;
     };
 }
@@ -203,7 +205,7 @@ TEST(OpenIpmiReceive, UnmarkedDescriptorGivesTheCountOfTheWait) {
 }
 
 TEST(OpenIpmiReceive, FailureIsSaidAndReturnedByNumber) {
-    for (int error : {EIO, EMSGSIZE}) {
+    for (int error : {EIO, EAGAIN, EMSGSIZE}) {
         catch_receives();
         test_door::fail_call("ioctl", 1, error);
         uint8_t buffer[80];
@@ -215,6 +217,57 @@ TEST(OpenIpmiReceive, FailureIsSaidAndReturnedByNumber) {
         EXPECT_EQ(said, "Error: ioctl(), errno=" + std::to_string(error) + "\n");
         EXPECT_EQ(length, 0u);
     }
+}
+
+// A kernel with these replies in its queue, oldest first. What is too long for its room stays there, unless
+// it may be cut.
+static void queue_replies(std::deque<std::string> *queue) {
+    catch_receives();
+    test_door::on_ioctl = [queue](int, unsigned long request, void *argument) {
+        if (request == 0x8028690D) // sent
+            return 0;
+        auto *received = static_cast<ipmi_recv *>(argument);
+        bool too_long = queue->front().size() > received->msg.data_len;
+        test_door::log(request == 0xC030690C ? "receive" : "receive cut");
+        EXPECT_TRUE(request == 0xC030690C || request == 0xC030690B) << request;
+        EXPECT_EQ(received->addr_len, 40u); // the kernel takes no less
+        errno = EMSGSIZE;
+        if (too_long && request == 0xC030690C)
+            return -1;
+        size_t length = std::min<size_t>(queue->front().size(), received->msg.data_len);
+        memcpy(received->msg.data, queue->front().data(), length);
+        received->msg.data_len = static_cast<unsigned short>(length);
+        queue->pop_front();
+        return too_long ? -1 : 0;
+    };
+}
+
+TEST(OpenIpmiReceive, AReplyThatIsTooLongIsTakenOffAndFails) {
+    std::deque<std::string> queue = {std::string(81, '\0'), std::string(80, '\x11')};
+    queue_replies(&queue);
+    auto buffer = std::make_unique<uint8_t[]>(80);
+    buffer[0] = 0x77;
+    size_t length = 5;
+    std::string said = test_door::captured_stderr(
+        [&] { EXPECT_EQ(Ipmip_449000(51, 12, 15, 0x20, 0, 80, buffer.get(), &length), EMSGSIZE); });
+    EXPECT_EQ(said, "Error: ioctl(), errno=90\n"); // EMSGSIZE is 90; once
+    EXPECT_EQ(test_door::take_log(), "wait 51\nreceive\nreceive cut\n");
+    EXPECT_EQ(buffer[0], 0x77);
+    EXPECT_EQ(length, 5u);
+    // The next one is the next command's.
+    EXPECT_EQ(Ipmip_449000(51, 12, 15, 0x20, 0, 80, buffer.get(), &length), 0);
+    EXPECT_EQ(length, 80u);
+    EXPECT_EQ(buffer[0], 0x11);
+}
+
+TEST(OpenIpmiReceive, NothingIsTakenOffAfterAnotherFailure) {
+    catch_receives();
+    test_door::fail_call("ioctl", 1, EIO);
+    uint8_t buffer[80];
+    size_t length = 0;
+    test_door::captured_stderr(
+        [&] { EXPECT_EQ(Ipmip_449000(51, 12, 15, 0x20, 0, sizeof buffer, buffer, &length), EIO); });
+    EXPECT_EQ(calls, 0);
 }
 
 // ---- Opening

@@ -188,6 +188,32 @@ TEST(BmcStates, AFailingChipBehindItFailsItsItemsOnly) {
     EXPECT_EQ(result.status, 0);
 }
 
+// One of 81 bytes is taken off the kernel's queue: each command gets its own reply after it. EMSGSIZE is 90.
+TEST(BmcStates, AReplyThatIsTooLongFailsItsItemOnly) {
+    std::string reply = "0x00";
+    for (int i = 1; i < 81; i++)
+        reply += ", 0x00";
+    std::string chips =
+        changed(shared_file("bmc-chips.toml"), "reply = [0x00, 55]", "reply = [" + reply + "]");
+    std::string board =
+        make_board(changed(shipped("bmc-ob-winbond"), "include = [\"../../shared/bmc-chips.toml\"]",
+                           "include = [\"chips.toml\"]"),
+                   nullptr);
+    std::ofstream(board + "/chips.toml") << chips;
+    run_result result;
+    std::string trace = text_of(trace_of({board, "-t"}, &result));
+    std::vector<std::string> lines = lines_of(file_contents(BOARDS "/bmc-ob-winbond/expect/report.txt"));
+    for (std::string &line : lines)
+        if (line.find("GPU Temperature") == 0)
+            line = "GPU Temperature               90/194                   N/A   Warning!";
+    EXPECT_EQ(result.out, text_of(lines));
+    EXPECT_EQ(result.status, 0);
+    // Read once for its record and once for the report: 0, which it has so far, is below its limit.
+    EXPECT_EQ(count_of(trace, " 30 70 05 01\n"), 2);
+    EXPECT_EQ(count_of(trace, "ipmi cut reply 00 "), 2);
+    EXPECT_EQ(result.err, "Error: ioctl(), errno=90\nError: ioctl(), errno=90\n");
+}
+
 // A closed standard stream must not be the number of a device: what is printed would be written into it.
 TEST(ClosedStreams, AreNotTakenByDevices) {
     for (const char *closed : {">&-", "2>&-", "<&-", "<&- >&- 2>&-"})

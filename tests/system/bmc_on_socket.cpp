@@ -5,12 +5,14 @@
 //   0x01 N      the N-th of the boards, counted from 0
 //   0x02 N M    after N more commands M are not answered; the emulator gives up after 4 seconds
 //   0x03 F C E  commands C of network function F end with the completion code E (0: as the board says)
+//   0x04 F C N  the next command C of network function F gets a reply of N bytes
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "board.h"
@@ -84,6 +86,8 @@ struct play {
     int silent_for = 0;   // after those
     byte_string refused;  // network function, command
     uint8_t refused_with = 0;
+    byte_string lengthened; // network function, command
+    size_t length = 0;      // of its reply; 0: as it is
 };
 
 static byte_string follow_directions(play *play, const byte_string &request) {
@@ -96,6 +100,9 @@ static byte_string follow_directions(play *play, const byte_string &request) {
     } else if (request[1] == 3 && words.size() == 3) {
         play->refused = {words[0], words[1]};
         play->refused_with = words[2];
+    } else if (request[1] == 4 && words.size() == 3) {
+        play->lengthened = {words[0], words[1]};
+        play->length = words[2];
     } else {
         return {0xC1}; // invalid command
     }
@@ -113,14 +120,20 @@ static bool is_left_unanswered(play *play) {
     return true;
 }
 
+static bool is_about(const byte_string &request, const byte_string &command) {
+    return command.size() == 2 && request[0] == command[0] && request[1] == command[1];
+}
+
 // Empty: no answer.
 static byte_string answer(play *play, const byte_string &request) {
     if (request[0] == STAGE_DIRECTIONS)
         return follow_directions(play, request);
     if (is_left_unanswered(play))
         return {};
-    if (play->refused_with != 0 && request[0] == play->refused[0] && request[1] == play->refused[1])
+    if (play->refused_with != 0 && is_about(request, play->refused))
         return {play->refused_with};
+    if (play->length != 0 && is_about(request, play->lengthened))
+        return byte_string(std::exchange(play->length, 0), 0x00); // once
     byte_string of_a_sensor = sensor_answer(request);
     if (!of_a_sensor.empty())
         return of_a_sensor;

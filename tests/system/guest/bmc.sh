@@ -57,6 +57,15 @@ run kestrel -t
 reports "a completion code" /tmp/wanted
 direct 3 0 0 0
 
+# Of the graphics card's limit, the first command about it. It is read again, and every later command has its own reply.
+direct 4 0x30 0x70 81 # a reply may have 80 bytes
+run kestrel -t
+is "a reply that is too long: status" 0 "$status"
+same "a reply that is too long: output" /tmp/well $out
+is "a reply that is too long: messages" "Error: ioctl(), errno=90" "$(cat $err)" # EMSGSIZE
+run kestrel -t
+reports "after a reply that was too long" /tmp/well
+
 seconds() { date +%s; }
 
 # Get Device ID, the GUID and both limits of fan 1 are answered. Its count fails after four seconds, the reading is
