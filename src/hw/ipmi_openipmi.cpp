@@ -110,18 +110,20 @@ int Ipmip_449000(int fd, int address_type, int channel, int slave, int lun, size
     return result;
 }
 
-static size_t exchange(int32_t message_id, uint8_t netfn, uint8_t command, const uint8_t *data, size_t length,
-                       uint8_t reply[REPLY_CAPACITY]) {
+// 0 when the command was sent and something was received, of which `*count` is the number of bytes.
+static int exchange(int32_t message_id, uint8_t netfn, uint8_t command, const uint8_t *data, size_t length,
+                    uint8_t reply[REPLY_CAPACITY], size_t *count) {
     constexpr int TYPE = IPMI_SYSTEM_INTERFACE_ADDR_TYPE;
     constexpr int CHANNEL = IPMI_BMC_CHANNEL;
     reply[0] = NO_REPLY;
     if (ipmi_cmd_req2(openipmi_fd, TYPE, CHANNEL, BMC_SLAVE, 0, message_id, netfn, command, length, data) !=
         0)
-        return 0; // nothing is waited for
-    size_t count = 0;
-    if (Ipmip_449000(openipmi_fd, TYPE, CHANNEL, BMC_SLAVE, 0, REPLY_CAPACITY, reply, &count) != 0)
-        return 0;
-    return count;
+        return -1; // nothing is waited for
+    size_t received = 0;
+    if (Ipmip_449000(openipmi_fd, TYPE, CHANNEL, BMC_SLAVE, 0, REPLY_CAPACITY, reply, &received) != 0)
+        return -1;
+    *count = received;
+    return 0;
 }
 
 bool openipmi_is_open() { return openipmi_fd >= 0; }
@@ -131,7 +133,8 @@ size_t openipmi_command(uint8_t netfn, uint8_t command, const uint8_t *data, siz
     reply[0] = NO_REPLY;
     if (!openipmi_is_open())
         return 0;
-    size_t count = exchange(seqNo, netfn, command, data, length, reply);
+    size_t count = 0;
+    exchange(seqNo, netfn, command, data, length, reply, &count);
     advance_seqNo_16();
     return count;
 }
@@ -147,11 +150,14 @@ int open_imb2() {
         return 0;
     constexpr size_t VERSION = 5; // the place of the version in the reply
     uint8_t reply[REPLY_CAPACITY] = {};
-    size_t count = exchange(0, NETFN_APP, CMD_GET_DEVICE_ID, nullptr, 0, reply);
-    if (count <= VERSION) {
+    size_t count = 0;
+    if (exchange(0, NETFN_APP, CMD_GET_DEVICE_ID, nullptr, 0, reply, &count) != 0) {
         openipmi_fd = -1; // it stays open, but nothing is sent to it
         return 0;
     }
-    IpmiVersion = reply[VERSION] == 0x51 || reply[VERSION] == 0x01 ? reply[VERSION] : 0x90;
+    // A BMC that is busy answers with a completion code alone. It is there all the same: its chips must not
+    // be read over the buses while it reads them.
+    uint8_t version = count > VERSION ? reply[VERSION] : 0;
+    IpmiVersion = version == 0x51 || version == 0x01 ? version : 0x90;
     return 1;
 }

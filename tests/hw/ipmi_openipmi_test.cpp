@@ -311,14 +311,25 @@ TEST(OpenIpmiOpen, AcceptsEveryVersion) {
     }
 }
 
-// The version is in byte 5, after the completion code.
-TEST(OpenIpmiOpen, AReplyWithoutTheVersionIsNoBmc) {
-    for (size_t length = 1; length <= 12; length++) {
-        bmc::machine_with(false, true);
-        bmc::replies = {{bmc::device_id(0x51), length}};
-        EXPECT_EQ(open_imb2(), length > 5 ? 1 : 0) << length;
-        EXPECT_EQ(openipmi_is_open(), length > 5) << length;
-    }
+// The version is byte 5, after the completion code. A BMC that is busy (0xC0) sends that code alone.
+TEST(OpenIpmiOpen, AReplyWithoutTheVersionIsABmc) {
+    for (int completion : {0x00, 0xC0, 0xC1, 0xFF})
+        for (size_t length = 1; length <= 12; length++) {
+            bmc::machine_with(false, true);
+            std::string reply = bmc::device_id(0x51);
+            reply[0] = static_cast<char>(completion);
+            bmc::replies = {{reply, length}};
+            EXPECT_EQ(open_imb2(), 1) << completion << " " << length;
+            EXPECT_TRUE(openipmi_is_open()) << completion << " " << length;
+        }
+}
+
+TEST(IpmiInit, ABmcThatIsBusyAtTheStartIsUsed) {
+    bmc::machine_with(false, true);
+    bmc::replies = {{bmc::bytes({0xC0})}, {bmc::bytes({0, '5', '0', '0', '1', 'X', 'Q'})}};
+    EXPECT_EQ(IpmiInit(), 0);
+    EXPECT_EQ(hDevice, 99);
+    EXPECT_EQ(bOBWinbondIPMI, 1);
 }
 
 TEST(OpenIpmiOpen, FailsWhenTheDeviceIdCannotBeSentOrReceived) {

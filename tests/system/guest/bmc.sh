@@ -77,10 +77,17 @@ reports "silent for seconds" /tmp/well
 took=$(($(seconds) - before))
 if [ $took -ge 3 ]; then passed "silent for seconds: it was waited for"; else failed "silent for seconds: $took s"; fi
 
-# Each start asks once. (ipmitool would ask questions of its own, and be kept waiting: it is not used after this.)
+# A start asks for the device ID, then for the GUID. What the driver makes of silence is a completion code: a BMC that was
+# busy once, whose chips are not read over the board's own buses, of which there are none here.
+direct 3 0x06 0x01 0xc0
+run kestrel -t
+reports "busy at the start" /tmp/well
+direct 3 0 0 0
+direct 2 0 1
+run kestrel -t
+reports "silent at the start" /tmp/well
+
+# (ipmitool would ask questions of its own, and be kept waiting: it is not used after this.)
 direct 2 0 2
 run kestrel -v
-says "silent at the start" 0 "${banner}kestrel version 2.87(120421)\n" ""
-run kestrel -t
-says "silent at the start: no BMC" 255 "$banner" \
-  "Error: no i2c device files found. Please use mkdev.sh to create them.\n"
+says "silent at the start: -v" 0 "${banner}kestrel version 2.87(120421)\n" ""
