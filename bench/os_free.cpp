@@ -57,6 +57,7 @@ int os_close(int) { return 0; }
 ssize_t os_read(int, void *, size_t) { return not_here(); }
 int os_seek(int, int64_t) { return not_here(); }
 void *os_map(int, int64_t, size_t) { return nullptr; }
+int os_copy(void *, const void *, size_t) { return not_here(); }
 int os_unmap(void *, size_t) { return 0; }
 
 int os_ioctl(int, unsigned long request, void *argument) {

@@ -347,6 +347,13 @@ void *os_map(int fd, int64_t offset, size_t size) {
     return address;
 }
 
+int os_copy(void *to, const void *mapped, size_t size) {
+    if (call_fails("copy %zx", size))
+        return -1;
+    memcpy(to, mapped, size);
+    return 0;
+}
+
 // What was allocated goes in any case.
 int os_unmap(void *address, size_t size) {
     bool fails = call_fails("unmap %zx", size);

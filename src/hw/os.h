@@ -33,7 +33,8 @@ void os_begin_turn();
 void os_end_turn();
 
 // Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared,
-// nullptr on failure; os_wait_readable returns what select returned, with `*readable` telling whether the
+// nullptr on failure. os_copy copies out of a mapping: -1 when what was mapped is not there any more, which a
+// plain copy would die of. os_wait_readable returns what select returned, with `*readable` telling whether the
 // descriptor was marked. It waits for ever, but not when a signal has come that ends the program: EINTR then,
 // if a second more brings nothing.
 int os_open(const char *path, int flags);
@@ -41,6 +42,7 @@ int os_close(int fd);
 ssize_t os_read(int fd, void *buffer, size_t size);
 int os_seek(int fd, int64_t offset);
 void *os_map(int fd, int64_t offset, size_t size);
+int os_copy(void *to, const void *mapped, size_t size);
 int os_unmap(void *address, size_t size);
 int os_ioctl(int fd, unsigned long request, void *argument);
 int os_wait_readable(int fd, bool *readable);

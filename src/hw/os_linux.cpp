@@ -2,6 +2,7 @@
 #include "hw/os.h"
 
 #include <cerrno>
+#include <csetjmp>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -118,6 +119,31 @@ int os_seek(int fd, int64_t offset) { return lseek(fd, offset, SEEK_SET) != -1 ?
 void *os_map(int fd, int64_t offset, size_t size) {
     void *address = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, offset);
     return address == MAP_FAILED ? nullptr : address;
+}
+
+// A driver that claims physical memory for itself takes away what others have mapped of it; an access raises
+// SIGBUS then, as one to broken memory does.
+static sigjmp_buf before_copy;
+
+static void break_off_copy(int) { siglongjmp(before_copy, 1); }
+
+static int copy_or_break_off(void *to, const void *mapped, size_t size) {
+    if (sigsetjmp(before_copy, 1) != 0) {
+        errno = EFAULT;
+        return -1;
+    }
+    memcpy(to, mapped, size);
+    return 0;
+}
+
+int os_copy(void *to, const void *mapped, size_t size) {
+    struct sigaction before;
+    struct sigaction breaking = {};
+    breaking.sa_handler = break_off_copy;
+    sigaction(SIGBUS, &breaking, &before);
+    int result = copy_or_break_off(to, mapped, size);
+    sigaction(SIGBUS, &before, nullptr);
+    return result;
 }
 
 int os_unmap(void *address, size_t size) { return munmap(address, size); }

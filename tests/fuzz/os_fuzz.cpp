@@ -219,6 +219,13 @@ void *os_map(int, int64_t offset, size_t size) {
     return bytes;
 }
 
+int os_copy(void *to, const void *mapped, size_t size) {
+    if ((memory_faults & FAULT_COPY) != 0)
+        return fail(EFAULT);
+    memcpy(to, mapped, size);
+    return 0;
+}
+
 int os_unmap(void *address, size_t) {
     free(address);
     return (memory_faults & FAULT_UNMAP) != 0 ? fail(EINVAL) : 0;

@@ -25,6 +25,7 @@ enum memory_fault : unsigned {
     FAULT_READ = 0x04, // a paragraph a page comes short
     FAULT_MAP = 0x08,
     FAULT_UNMAP = 0x10,
+    FAULT_COPY = 0x20,
 };
 
 void reset();

@@ -547,6 +547,34 @@ TEST(Devices, AreMappedSharedAndForReading) {
     EXPECT_EQ(os_unmap(reinterpret_cast<void *>(1), 4096), -1);
 }
 
+// What is mapped of a file that is cut short is gone, as physical memory is that a driver claimed.
+TEST(Devices, ACopyOfWhatIsGoneFailsAndEndsNothing) {
+    std::string here = scratch_directory();
+    put(here + "/file", std::string(4096, 'a'));
+    int fd = os_open((here + "/file").c_str(), O_RDWR);
+    void *page = os_map(fd, 0, 4096);
+    ASSERT_NE(page, nullptr);
+    struct sigaction before;
+    ASSERT_EQ(sigaction(SIGBUS, nullptr, &before), 0);
+    char copy[4096] = {};
+    EXPECT_EQ(os_copy(copy, page, sizeof copy), 0);
+    EXPECT_EQ(std::string(copy, sizeof copy), std::string(4096, 'a'));
+    ASSERT_EQ(ftruncate(fd, 0), 0);
+    for (int tries = 0; tries < 2; tries++) {
+        errno = 0;
+        EXPECT_EQ(os_copy(copy, page, sizeof copy), -1);
+        EXPECT_EQ(errno, EFAULT);
+    }
+    struct sigaction after;
+    ASSERT_EQ(sigaction(SIGBUS, nullptr, &after), 0);
+    EXPECT_EQ(after.sa_handler, before.sa_handler);
+    sigset_t blocked;
+    ASSERT_EQ(sigprocmask(SIG_BLOCK, nullptr, &blocked), 0);
+    EXPECT_EQ(sigismember(&blocked, SIGBUS), 0);
+    EXPECT_EQ(os_unmap(page, 4096), 0);
+    os_close(fd);
+}
+
 TEST(Devices, IoctlHandsItsArgumentOn) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);

@@ -42,6 +42,7 @@ static const struct {
 } kinds[] = {
     {"begin_turn", {}, ACCESS},
     {"close", {"EIO"}},
+    {"copy", {"EFAULT"}},
     {"create", {"EACCES", "ENOSPC"}},
     {"end_turn", {}, ACCESS},
     {"exists", {"EACCES"}},

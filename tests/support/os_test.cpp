@@ -323,6 +323,13 @@ void *os_map(int fd, int64_t offset, size_t size) {
     return bytes;
 }
 
+int os_copy(void *to, const void *mapped, size_t size) {
+    if (fails("copy"))
+        return -1;
+    memcpy(to, mapped, size);
+    return 0;
+}
+
 int os_unmap(void *address, size_t size) {
     bool failed = fails("unmap");
     log_line("unmap %zx%s", size, failed ? " failed" : "");
