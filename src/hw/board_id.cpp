@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <vector>
 
 #include "hw/os.h"
 #include "hw/text.h"
@@ -114,9 +113,8 @@ static const uint8_t *next_structure(const uint8_t *structure, const uint8_t *en
 }
 
 // nullptr when none of at most `count` structures is a base board's.
-static const uint8_t *find_base_board(const std::vector<uint8_t> &table, unsigned count) {
-    const uint8_t *end = table.data() + table.size();
-    const uint8_t *structure = table.data();
+static const uint8_t *find_base_board(const uint8_t *table, const uint8_t *end, unsigned count) {
+    const uint8_t *structure = table;
     for (; count > 0 && static_cast<size_t>(end - structure) >= HEADER_SIZE; count--) {
         if (structure[0] == BASE_BOARD)
             return structure;
@@ -142,21 +140,35 @@ static entry_point parse_entry_point(const uint8_t *paragraph) {
     return entry;
 }
 
-static bool copy_table(int fd, const entry_point *entry, std::vector<uint8_t> *table) {
+// A copy of mapped memory, to be freed; nullptr, after a message, when there is no memory or nothing to copy.
+static uint8_t *copy_mapped(const uint8_t *mapped, size_t size) {
+    auto *copy = static_cast<uint8_t *>(malloc(size));
+    if (copy == nullptr) {
+        fprintf(stderr, "Error: malloc\n");
+        return nullptr;
+    }
+    if (os_copy(copy, mapped, size) == 0)
+        return copy;
+    fprintf(stderr, "Error: memcpy\n");
+    free(copy);
+    return nullptr;
+}
+
+// The table, to be freed; nullptr, after a message, when it cannot be had.
+static uint8_t *copy_table(int fd, const entry_point *entry) {
     uint32_t offset = entry->table_address % PAGE;
     size_t size = offset + entry->table_length;
     void *mapped = size == 0 ? nullptr : os_map(fd, entry->table_address - offset, size);
     if (mapped == nullptr) {
         fprintf(stderr, "Error: mmap\n");
-        return false;
+        return nullptr;
     }
-    const uint8_t *first = static_cast<const uint8_t *>(mapped) + offset;
-    table->assign(first, first + entry->table_length);
-    if (os_unmap(mapped, size) != 0) {
-        fprintf(stderr, "Error: munmap\n");
-        return false;
-    }
-    return true;
+    uint8_t *table = copy_mapped(static_cast<const uint8_t *>(mapped) + offset, entry->table_length);
+    if (os_unmap(mapped, size) == 0)
+        return table;
+    fprintf(stderr, "Error: munmap\n");
+    free(table);
+    return nullptr;
 }
 
 // The BIOS area in paragraphs of 16 bytes. It is read by pages, in a 256th of the calls; where a page does
@@ -202,14 +214,16 @@ static scan_result scan_for_base_board(int fd, char *manufacturer, char *product
         if (memcmp(paragraph, "_DMI_", 5) != 0)
             continue;
         entry_point entry = parse_entry_point(paragraph);
-        std::vector<uint8_t> table;
-        if (!copy_table(fd, &entry, &table))
+        uint8_t *table = copy_table(fd, &entry);
+        if (table == nullptr)
             return SCAN_FAILED;
-        const uint8_t *board = find_base_board(table, entry.count);
-        if (board == nullptr)
-            continue;
-        copy_board_strings(board, table.data() + table.size(), manufacturer, product, version);
-        return SCAN_FOUND;
+        const uint8_t *end = table + entry.table_length;
+        const uint8_t *board = find_base_board(table, end, entry.count);
+        if (board != nullptr)
+            copy_board_strings(board, end, manufacturer, product, version);
+        free(table);
+        if (board != nullptr)
+            return SCAN_FOUND;
     }
     return SCAN_NOTHING;
 }

@@ -14,6 +14,18 @@
 constexpr uint32_t ENTRY = 0xF1230; // on a 16-byte boundary
 constexpr uint32_t TABLE = 0x9F123; // not on a page boundary
 
+// The test is linked with --wrap=malloc: the next allocation of this size fails (0: none does).
+static size_t refused_size;
+extern "C" void *__real_malloc(size_t size);
+
+extern "C" void *__wrap_malloc(size_t size) {
+    if (size == 0 || size != refused_size)
+        return __real_malloc(size);
+    refused_size = 0;
+    errno = ENOMEM;
+    return nullptr;
+}
+
 struct board_names {
     char manufacturer[BOARD_NAME_SIZE] = "";
     char product[BOARD_NAME_SIZE] = "";
@@ -364,6 +376,7 @@ TEST(BoardIdFailure, Messages) {
         {"open", "Error: open (\"/dev/mem\")\n", "open /dev/mem 0 failed\n"},
         {"seek", "Error: seek\n", "seek f0000 failed\nclose 1000\n"},
         {"map", "Error: mmap\n", " failed\nclose 1000\n"},
+        {"copy", "Error: memcpy\n", "unmap 14d\nclose 1000\n"}, // 0x123 bytes of the page and the table's 42
         {"unmap", "Error: munmap\n", " failed\nclose 1000\n"},
     };
     for (const auto &row : rows) {
@@ -378,6 +391,18 @@ TEST(BoardIdFailure, Messages) {
         ASSERT_GE(log.size(), strlen(row.log_end)) << log;
         EXPECT_EQ(log.substr(log.size() - strlen(row.log_end)), row.log_end) << row.call;
     }
+}
+
+TEST(BoardIdFailure, NoMemoryForTheTable) {
+    test_door::reset();
+    put_table(ENTRY, TABLE, maker_board, 1);
+    board_names names;
+    refused_size = maker_board.size();
+    EXPECT_EQ(identify(&names), "Error: malloc\n");
+    EXPECT_EQ(refused_size, 0u);
+    expect_names(names, "", "", "");
+    EXPECT_EQ(test_door::take_log(),
+              "open /dev/mem 0\nseek f0000\n" + mapped(0x9F000, 0x123 + maker_board.size()) + "close 1000\n");
 }
 
 TEST(BoardIdFailure, TableThatCannotBeMappedByItsLength) {
