@@ -258,26 +258,72 @@ void get_mb_info(char *manufacturer, char *product, char *version) {
 
 constexpr uint32_t BLOCK_SIZE = 8192;
 
-// The start of the structure that the text at `hit` belongs to: the nearest place before it behind two NUL
-// bytes. nullptr when there is none in the block.
-static const uint8_t *structure_before(const uint8_t *block, const uint8_t *hit) {
-    for (const uint8_t *at = hit; at - block >= 2; at--)
+// A range of physical memory that is read block by block. What was read is kept, as a record may begin in one
+// block and end in the next.
+struct memory_area {
+    uint32_t base;  // of the first block
+    uint8_t *bytes; // with room for all blocks
+    size_t read;
+    size_t size;
+};
+
+// False without memory for it.
+static bool make_area(uint32_t start, uint32_t end, memory_area *area) {
+    uint32_t base = start / PAGE * PAGE;
+    size_t blocks = end <= base ? 0 : (static_cast<size_t>(end - base) + BLOCK_SIZE - 1) / BLOCK_SIZE;
+    area->base = base;
+    area->read = 0;
+    area->size = blocks * BLOCK_SIZE;
+    area->bytes = static_cast<uint8_t *>(malloc(area->size));
+    if (area->bytes == nullptr)
+        fprintf(stderr, "Error: malloc\n");
+    return area->bytes != nullptr;
+}
+
+enum block_result { BLOCK_READ, BLOCK_REFUSED, BLOCK_LOST };
+
+// The next block. After a message: BLOCK_REFUSED when it cannot be mapped, BLOCK_LOST when it cannot be
+// copied or given back.
+static block_result read_block(int fd, memory_area *area) {
+    unsigned long address = area->base + area->read;
+    void *block = os_map(fd, static_cast<int64_t>(address), BLOCK_SIZE);
+    if (block == nullptr) {
+        fprintf(stderr, "\tCan't map address %08lX\n", address);
+        return BLOCK_REFUSED;
+    }
+    bool copied = os_copy(area->bytes + area->read, block, BLOCK_SIZE) == 0;
+    if (!copied)
+        fprintf(stderr, "Error: memcpy\n");
+    bool unmapped = os_unmap(block, BLOCK_SIZE) == 0;
+    if (!unmapped)
+        fprintf(stderr, "Error: munmap\n");
+    if (!copied || !unmapped)
+        return BLOCK_LOST;
+    area->read += BLOCK_SIZE;
+    return BLOCK_READ;
+}
+
+// The start of the structure that the text at `hit` belongs to: the nearest place before it that follows two
+// NUL bytes, in whatever block. nullptr when there is none in the area.
+static const uint8_t *structure_before(const memory_area *area, const uint8_t *hit) {
+    for (const uint8_t *at = hit; at - area->bytes >= 2; at--)
         if (at[-1] == 0 && at[-2] == 0)
             return at;
     return nullptr;
 }
 
-// The type-2 record in the block that holds `text` in one of its strings, nullptr when there is none.
-static const uint8_t *search_block(const uint8_t *block, size_t from, const char *text) {
-    const uint8_t *end = block + BLOCK_SIZE;
-    const uint8_t *string = block + from;
+// The type-2 record that holds `text` in a string that lies, from `from` on, in the block read last; nullptr
+// when there is none.
+static const uint8_t *search_block(const memory_area *area, size_t from, const char *text) {
+    const uint8_t *end = area->bytes + area->read;
+    const uint8_t *string = area->bytes + from;
     while (string < end) {
         const uint8_t *nul = std::find(string, end, 0);
         if (nul == end)
             return nullptr; // no NUL before the block's end
         const char *hit = strstr(reinterpret_cast<const char *>(string), text);
         if (hit != nullptr) {
-            const uint8_t *structure = structure_before(block, reinterpret_cast<const uint8_t *>(hit));
+            const uint8_t *structure = structure_before(area, reinterpret_cast<const uint8_t *>(hit));
             if (structure != nullptr && structure[0] == BASE_BOARD)
                 return structure;
         }
@@ -286,12 +332,32 @@ static const uint8_t *search_block(const uint8_t *block, size_t from, const char
     return nullptr;
 }
 
-// The record's 128 bytes; what lies beyond the block is zero.
+// The record's 128 bytes, and a NUL that ends a string which does not end within them; what lies beyond the
+// area is zero.
 static uint8_t *copy_record(const uint8_t *record, const uint8_t *end) {
-    auto *copy = static_cast<uint8_t *>(calloc(1, TYPE_2_COPY_SIZE));
+    auto *copy = static_cast<uint8_t *>(calloc(1, TYPE_2_COPY_SIZE + 1));
     if (copy != nullptr)
         memcpy(copy, record, std::min(TYPE_2_COPY_SIZE, static_cast<size_t>(end - record)));
     return copy;
+}
+
+// A copy of the first record that holds `text`, from offset `from` on; nullptr or MAP_REFUSED as in the
+// header.
+static uint8_t *search_area(int fd, memory_area *area, size_t from, const char *text) {
+    while (area->read < area->size) {
+        block_result result = read_block(fd, area);
+        const uint8_t *record = result == BLOCK_READ ? search_block(area, from, text) : nullptr;
+        const uint8_t *end = area->bytes + area->read;
+        bool goes_on = record != nullptr && static_cast<size_t>(end - record) < TYPE_2_COPY_SIZE;
+        if (goes_on && area->read < area->size)
+            result = read_block(fd, area);
+        if (result != BLOCK_READ)
+            return result == BLOCK_REFUSED ? MAP_REFUSED : nullptr;
+        if (record != nullptr)
+            return copy_record(record, area->bytes + area->read);
+        from = area->read;
+    }
+    return nullptr;
 }
 
 // The line number is part of the message, whatever line stands there now; kept on purpose.
@@ -306,24 +372,10 @@ uint8_t *search_string_in_dmi_type_2(const char *text, uint32_t start, uint32_t 
     if (fd < 0)
         end_without_memory();
     uint8_t *result = nullptr;
-    uint32_t base = start / PAGE * PAGE;
-    for (size_t from = start - base; result == nullptr && base < end; base += BLOCK_SIZE, from = 0) {
-        void *block = os_map(fd, base, BLOCK_SIZE);
-        if (block == nullptr) {
-            fprintf(stderr, "\tCan't map address %08lX\n", static_cast<unsigned long>(base));
-            os_close(fd);
-            return MAP_REFUSED;
-        }
-        const auto *bytes = static_cast<const uint8_t *>(block);
-        const uint8_t *record = search_block(bytes, from, text);
-        if (record != nullptr)
-            result = copy_record(record, bytes + BLOCK_SIZE);
-        if (os_unmap(block, BLOCK_SIZE) != 0) {
-            fprintf(stderr, "Error: munmap\n");
-            free(result);
-            os_close(fd);
-            return nullptr;
-        }
+    memory_area area;
+    if (make_area(start, end, &area)) {
+        result = search_area(fd, &area, start - area.base, text);
+        free(area.bytes);
     }
     os_close(fd);
     return result;
@@ -335,7 +387,7 @@ int get_mb_info_by_force(char *manufacturer, char *product, char *version) {
         uint8_t *record = search_string_in_dmi_type_2(name, BIOS_START, BIOS_END - 1);
         if (record == MAP_REFUSED || record == nullptr) // a block that cannot be mapped holds no record
             continue;
-        copy_board_strings(record, record + TYPE_2_COPY_SIZE, manufacturer, product, version);
+        copy_board_strings(record, record + TYPE_2_COPY_SIZE + 1, manufacturer, product, version);
         free(record);
         return 1;
     }

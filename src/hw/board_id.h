@@ -17,8 +17,8 @@ int get_mb_info_by_force(char *manufacturer, char *product, char *version);
 
 constexpr size_t TYPE_2_COPY_SIZE = 128;
 
-// A copy (to be freed) of the type-2 record that holds `text` between the two physical addresses; nullptr
-// when there is none, MAP_REFUSED when a block cannot be mapped.
+// A copy (to be freed) of the type-2 record that holds `text` between the two physical addresses, and one NUL
+// more; nullptr when there is none, MAP_REFUSED when a block cannot be mapped.
 uint8_t *search_string_in_dmi_type_2(const char *text, uint32_t start, uint32_t end);
 extern uint8_t *const MAP_REFUSED; // all bits set
 

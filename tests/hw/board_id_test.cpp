@@ -675,6 +675,44 @@ TEST(BoardIdForce, StringThatBreaksOffAtTheBlocksEndIsLeft) {
     EXPECT_EQ(get_mb_info_by_force(names.manufacturer, names.product, names.version), 0);
 }
 
+// The maker's name is in the record's bytes 8 to 17, its NUL in byte 18.
+TEST(BoardIdForce, RecordMayCrossTheEndOfABlock) {
+    std::string record = structure(2, "\x01\x02\x03\x04", {"Brigantine", "N6SE-F", "1.3", "0123456789"});
+    for (int place = -130; place <= 2; place++) { // of the record, against the first block's end
+        test_door::reset();
+        test_door::put_memory(static_cast<uint32_t>(0xF2000 + place), record);
+        board_names names;
+        int found = get_mb_info_by_force(names.manufacturer, names.product, names.version);
+        bool name_crosses = place > -19 && place < -8; // it is not looked at then, as is required
+        EXPECT_EQ(found, name_crosses ? 0 : 1) << place;
+        if (name_crosses)
+            continue;
+        expect_names(names, "Brigantine", "N6SE-F", "1.3", std::to_string(place));
+        // The second block is read when 128 bytes from the record on are not all in the first.
+        EXPECT_EQ(test_door::take_log(), search_log(place <= -128 ? 1 : 2)) << place;
+    }
+}
+
+TEST(BoardIdForce, RecordWhoseSecondBlockIsRefusedIsNotUsed) {
+    put_other_board();
+    test_door::put_memory(0xF2000 - 24, base_board("Brigantine", "N6SE-F", "1.3"));
+    test_door::refuse_maps_from(0xF2000);
+    board_names names;
+    std::string refused = "\tCan't map address 000F2000\n";
+    EXPECT_EQ(identify(&names), refused + refused + refused);
+    expect_names(names, "Other Manufacturer Inc", "LONGPRODUCTNAME", "2.00");
+}
+
+// The copy ends within the product's name: what it has of it is taken, up to its end, and nothing after it.
+TEST(BoardIdForce, StringThatTheCopyEndsInIsTakenUpToThere) {
+    test_door::reset();
+    std::string rest = "\x01\x02\x03" + std::string(93, '\x55'); // a formatted area of 100 bytes
+    test_door::put_memory(0xF5000, structure(2, rest, {"Brigantine Computer Sys", "N6SE-F", "1.3"}));
+    board_names names;
+    EXPECT_EQ(get_mb_info_by_force(names.manufacturer, names.product, names.version), 1);
+    expect_names(names, "Brigantine Computer Sys", "N6SE", ""); // 100 + 24 + 4
+}
+
 TEST(BoardIdForce, RecordAtTheVeryStartHasNoNulsBeforeIt) {
     test_door::reset();
     test_door::put_memory(0xF0000, base_board("Brigantine", "H4DG-8", "1.3"));
@@ -785,6 +823,26 @@ TEST(BoardIdSearch, RefusedMappingIsAllBitsSet) {
     EXPECT_EQ(search("Brigantine", 0xF0000, 0xFFFFF, &found), "\tCan't map address 000F0000\n");
     EXPECT_EQ(reinterpret_cast<uintptr_t>(found), UINTPTR_MAX);
     EXPECT_EQ(test_door::take_log(), "open /dev/mem 2\nmap f0000 2000 failed\nclose 1000\n");
+}
+
+TEST(BoardIdSearch, BlockThatCannotBeCopiedIsNull) {
+    test_door::reset();
+    test_door::put_memory(0xF1000, base_board("Brigantine", "H4DG-8", "1.3"));
+    test_door::fail_call("copy", 1, EFAULT);
+    uint8_t *found = MAP_REFUSED;
+    EXPECT_EQ(search("Brigantine", 0xF0000, 0xFFFFF, &found), "Error: memcpy\n");
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(test_door::take_log(), search_log(1));
+}
+
+TEST(BoardIdSearch, NoMemoryForTheAreaIsNull) {
+    test_door::reset();
+    test_door::put_memory(0xF1000, base_board("Brigantine", "H4DG-8", "1.3"));
+    uint8_t *found = MAP_REFUSED;
+    refused_size = 0x10000;
+    EXPECT_EQ(search("Brigantine", 0xF0000, 0xFFFFF, &found), "Error: malloc\n");
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(test_door::take_log(), search_log(0));
 }
 
 TEST(BoardIdSearch, RefusedUnmappingIsNull) {
