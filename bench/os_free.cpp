@@ -84,6 +84,7 @@ int os_fchmod(FILE *, mode_t) { return not_here(); }
 int os_fsync(FILE *) { return not_here(); }
 int os_fclose(FILE *stream) { return fclose(stream); }
 bool os_is_writable(FILE *) { return true; }
+bool os_is_terminal(FILE *) { return false; }
 bool os_exists(const char *) { return false; }
 int os_mode(const char *, mode_t *) { return not_here(); }
 int os_link(const char *, const char *) { return not_here(); }

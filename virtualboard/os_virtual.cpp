@@ -426,6 +426,9 @@ bool os_is_writable(FILE *stream) {
     return poll(&out, 1, 0) == 1;
 }
 
+// Nothing of the board: not counted.
+bool os_is_terminal(FILE *stream) { return isatty(fileno(stream)) == 1; }
+
 bool os_exists(const char *path) {
     if (call_fails("exists %s", path))
         return errno != ENOENT && errno != ENOTDIR;

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "hw/text.h"
+
 alert_msg_node *alert_msg_head;
 alert_msg_node *current_alert_msg_node;
 
@@ -21,7 +23,7 @@ void free_alert_msg_node(alert_msg_node *node) { free(node); }
 void list_alert_msg_node(const alert_msg_node *head) {
     printf("list_node() - begin\n");
     for (const alert_msg_node *node = head->next; node != nullptr; node = node->next)
-        printf("%s\n", node->msg != nullptr ? node->msg : "");
+        printf("%s\n", shown_text(stdout, node->msg != nullptr ? node->msg : "").c_str());
     printf("list_alert_msg_node() - end\n");
 }
 

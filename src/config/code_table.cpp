@@ -94,6 +94,6 @@ uint32_t str2code(const char *name) {
     for (const code_row *row = TABLE.rows.data(); row->name[0] != '\0'; row++)
         if (equal_ignoring_case(row->name, name))
             return row->code;
-    fprintf(stderr, "%s: Failure! %s\n", "str2code", name);
+    fprintf(stderr, "%s: Failure! %s\n", "str2code", shown_text(stderr, name).c_str());
     return NO_CODE;
 }

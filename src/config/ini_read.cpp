@@ -213,6 +213,8 @@ uint32_t loadKestrelINI_and_getItemCount(system_settings **system, item_record *
     return count;
 }
 
+static std::string shown(const char *text) { return shown_text(stdout, text); }
+
 // The column widths do not match the titles ("ChipCode" in a column of four); kept on purpose.
 void print_conf(const system_settings *system, const item_record *items, int32_t item_count,
                 const parameter_record *parameters, int32_t parameter_count) {
@@ -231,10 +233,11 @@ void print_conf(const system_settings *system, const item_record *items, int32_t
            "Monitor", "BusType", "Source");
     for (int32_t i = 0; i < item_count; i++) {
         const item_record *item = &items[i];
-        printf("%28s %16s %04x %04x %03x %05x %06x ", item->Name, item->ItemId, item->Cat, item->ChipCode,
-               item->Activate, item->Slave, item->Offset);
-        printf("%8s %8s %16s %05x %07x %07x %06x \n", item->ParaIndex1, item->ParaIndex2, item->RefItemId,
-               item->VolFunc, item->Monitor, item->BusType, item->Source);
+        printf("%28s %16s %04x %04x %03x %05x %06x ", shown(item->Name).c_str(), shown(item->ItemId).c_str(),
+               item->Cat, item->ChipCode, item->Activate, item->Slave, item->Offset);
+        printf("%8s %8s %16s %05x %07x %07x %06x \n", shown(item->ParaIndex1).c_str(),
+               shown(item->ParaIndex2).c_str(), shown(item->RefItemId).c_str(), item->VolFunc, item->Monitor,
+               item->BusType, item->Source);
     }
     printf("\n");
 
@@ -243,7 +246,7 @@ void print_conf(const system_settings *system, const item_record *items, int32_t
     for (int32_t i = 0; i < parameter_count; i++) {
         const parameter_record *parameter = &parameters[i];
         printf("%05x %06x %07x %10s \n", parameter->Slave, parameter->Offset, parameter->BitMask,
-               parameter->szKeyName);
+               shown(parameter->szKeyName).c_str());
     }
     printf("\n");
 }

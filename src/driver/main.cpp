@@ -125,11 +125,12 @@ static int run_reset(const char *name) {
     const kestrel_context *k = myspKestrel;
     item_record *item = find_switch(name);
     if (item == nullptr) {
-        fprintf(stderr, "Warning! \"%s\" is not found.\n\n", name);
+        fprintf(stderr, "Warning! \"%s\" is not found.\n\n", shown_text(stderr, name).c_str());
         return 0;
     }
     int result = reset_Intrusion(k->system, k->items, k->item_count, k->parameters, k->parameter_count, item);
-    printf(result != 0 ? "\"%s\" is NOT reset!\n\n" : "\"%s\" is reset!\n\n", name);
+    printf(result != 0 ? "\"%s\" is NOT reset!\n\n" : "\"%s\" is reset!\n\n",
+           shown_text(stdout, name).c_str());
     return 0;
 }
 

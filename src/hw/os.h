@@ -58,6 +58,7 @@ bool os_is_writable(FILE *stream); // whether a short text can be written withou
 FILE *os_create_private(const char *path, mode_t mode);
 int os_fchmod(FILE *stream, mode_t mode);
 int os_fsync(FILE *stream);                  // returns when what was written to the stream is on the disk
+bool os_is_terminal(FILE *stream);           // whether a person at a terminal sees what is written to it
 bool os_exists(const char *path);            // what cannot be looked at may be there: true
 int os_mode(const char *path, mode_t *mode); // the permission bits of a file
 int os_link(const char *existing, const char *name); // one more name for a file

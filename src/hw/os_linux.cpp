@@ -202,6 +202,8 @@ int os_fchmod(FILE *stream, mode_t mode) {
 
 int os_fsync(FILE *stream) { return fflush(stream) == 0 && fsync(fileno(stream)) == 0 ? 0 : -1; }
 
+bool os_is_terminal(FILE *stream) { return isatty(fileno(stream)) == 1; }
+
 bool os_exists(const char *path) {
     struct stat status;
     return stat(path, &status) == 0 || (errno != ENOENT && errno != ENOTDIR);

@@ -64,7 +64,7 @@ static bool check_item(item_display *displays, const system_settings *system, it
     const char *message = reason_to_hide(displays, item_count, display, was_read);
     if (message == nullptr)
         return false;
-    printf(message, display->name);
+    printf(message, shown_text(stdout, display->name).c_str());
     display->monitor = 0;
     items[i].Monitor = 0;
     return true;

@@ -12,6 +12,7 @@
 #include "hw/port_grants.h"
 #include "hw/smbus.h"
 #include "hw/superio.h"
+#include "hw/text.h"
 #include "items/chip_routines.h"
 #include "items/chips.h"
 #include "items/readings.h"
@@ -242,7 +243,7 @@ int clear_nct7904d(const system_settings *, item_record *item, const parameter_r
 static int clear_latch(const system_settings *system, item_record *item, const parameter_record *record) {
     latch_clear clear = chip_of(item->ChipCode)->clear;
     if (clear == nullptr) {
-        fprintf(stderr, "Warning: Non-supported chipset \"%s\".\n", item->Name);
+        fprintf(stderr, "Warning: Non-supported chipset \"%s\".\n", shown_text(stderr, item->Name).c_str());
         return FAILED;
     }
     return clear(system, item, record);
@@ -298,11 +299,11 @@ int reset_Intrusion(const system_settings *system, const item_record *items, int
         return FAILED;
     const parameter_record *record = find_first_parameter(parameters, parameter_count, item->ParaIndex2);
     if (record == nullptr) {
-        fprintf(stderr, "Error: \"%s\" is not defined.\n", item->Name);
+        fprintf(stderr, "Error: \"%s\" is not defined.\n", shown_text(stderr, item->Name).c_str());
         return FAILED;
     }
     if (item->Cat != CAT_SWITCH || record->BitMask == 0) {
-        fprintf(stderr, "Warning: To reset \"%s\" is not allowed.\n", item->Name);
+        fprintf(stderr, "Warning: To reset \"%s\" is not allowed.\n", shown_text(stderr, item->Name).c_str());
         return FAILED;
     }
     return clear_and_reread(system, items, item_count, parameters, parameter_count, item, record);

@@ -67,7 +67,7 @@ int read_divisor(const system_settings *system, const item_record *item, const p
 int get_item_divisor(const system_settings *system, const item_record *item,
                      const parameter_record *parameters, int32_t parameter_count, uint32_t *divisor) {
     if (find_first_parameter(parameters, parameter_count, item->ParaIndex1) == nullptr) {
-        printf("Error: Cannot get the divisor '%s'!\n", item->ParaIndex1);
+        printf("Error: Cannot get the divisor '%s'!\n", shown_text(stdout, item->ParaIndex1).c_str());
         return -1;
     }
     return read_divisor(system, item, parameters, parameter_count, divisor);
@@ -87,7 +87,7 @@ static int64_t read_reference(const system_settings *system, const item_record *
         return reference;
     const item_record *referred = find_item_by_id(items, item_count, item->RefItemId);
     if (referred == nullptr) {
-        fprintf(stderr, "Error: Unknown Ref_Item_ID '%s'.\n", item->RefItemId);
+        fprintf(stderr, "Error: Unknown Ref_Item_ID '%s'.\n", shown_text(stderr, item->RefItemId).c_str());
         return 0;
     }
     get_item_reading(system, items, item_count, parameters, parameter_count, referred, &reference);

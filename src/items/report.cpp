@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string>
 
 #include "hw/os.h"
 #include "hw/text.h"
@@ -29,7 +30,8 @@ static void print_row(const item_display *display, bool valid) {
     else
         copy_text(status, sizeof status, "N/A");
     bool normal = valid && isNormalReading(display);
-    printf("%-25s %10s %10s %10s %10s\n", display->name, high, low, status, normal ? "        " : "Warning!");
+    std::string name = shown_text(stdout, display->name);
+    printf("%-25s %10s %10s %10s %10s\n", name.c_str(), high, low, status, normal ? "        " : "Warning!");
 }
 
 // A reading that fails leaves the record unchanged: the pages keep showing the last good value.

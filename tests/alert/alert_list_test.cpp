@@ -132,3 +132,16 @@ TEST(AlertList, ListingBracketsItsMessages) {
               "list_node() - begin\na\nb\nlist_alert_msg_node() - end\n");
     release(head);
 }
+
+TEST(AlertList, IsListedWithoutControlCharactersOnATerminal) {
+    test_door::reset();
+    test_door::terminal = true;
+    alert_msg_node *head = new_alert_msg_node();
+    alert_msg_node *node = new_alert_msg_node();
+    node->msg = strdup("Fan \x1b[2J:\n0 RPM");
+    append_alert_msg_node(head, node);
+    EXPECT_EQ(test_door::captured_stdout([&] { list_alert_msg_node(head); }),
+              "list_node() - begin\nFan ?[2J:\n0 RPM\nlist_alert_msg_node() - end\n");
+    del_alert_msg_node(node);
+    free_alert_msg_node(head);
+}

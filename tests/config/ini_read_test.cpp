@@ -304,6 +304,23 @@ TEST(PrintConf, EmptyTablesKeepTheirHeadings) {
         "\n");
 }
 
+TEST(PrintConf, ATerminalGetsNoControlCharacters) {
+    test_door::reset();
+    test_door::terminal = true;
+    system_settings system = {};
+    item_record item = empty_item();
+    parameter_record parameter = empty_parameter();
+    for (char *text : {item.Name, item.ItemId, item.ParaIndex1, item.ParaIndex2, item.RefItemId})
+        strcpy(text, "<\x1b>");
+    strcpy(parameter.szKeyName, "<\x1b>");
+    std::string output = test_door::captured_stdout([&] { print_conf(&system, &item, 1, &parameter, 1); });
+    EXPECT_EQ(output.find('\x1b'), std::string::npos);
+    size_t marked = 0;
+    for (size_t at = output.find("<?>"); at != std::string::npos; at = output.find("<?>", at + 1))
+        marked++;
+    EXPECT_EQ(marked, 6u) << output;
+}
+
 #ifndef __SANITIZE_ADDRESS__ // which ends a process that gets no memory
 // A megabyte of heads is half a gigabyte of records.
 TEST(Load, TooManyItemsForTheMemoryCountAsNoFile) {

@@ -275,6 +275,7 @@ int os_fchmod(FILE *, mode_t) { return 0; }
 int os_fsync(FILE *) { return 0; }
 int os_fclose(FILE *file) { return fclose(file); }
 bool os_is_writable(FILE *) { return true; }
+bool os_is_terminal(FILE *) { return true; }
 bool os_exists(const char *path) { return files.count(path) != 0; }
 int os_mode(const char *, mode_t *) { return fail(ENOENT); }
 int os_link(const char *, const char *) { return fail(ENOENT); }

@@ -575,6 +575,23 @@ TEST(Devices, ACopyOfWhatIsGoneFailsAndEndsNothing) {
     os_close(fd);
 }
 
+TEST(Devices, ATerminalIsKnownAsOne) {
+    int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(grantpt(terminal), 0);
+    ASSERT_EQ(unlockpt(terminal), 0);
+    const struct {
+        const char *path;
+        bool is_terminal;
+    } rows[] = {{ptsname(terminal), true}, {"/dev/null", false}, {"/proc/self/status", false}};
+    for (const auto &row : rows) {
+        FILE *stream = os_fopen(row.path, "r");
+        ASSERT_NE(stream, nullptr) << row.path;
+        EXPECT_EQ(os_is_terminal(stream), row.is_terminal) << row.path;
+        os_fclose(stream);
+    }
+    close(terminal);
+}
+
 TEST(Devices, IoctlHandsItsArgumentOn) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);

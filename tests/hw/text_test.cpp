@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "support/os_test.h"
+
 // Copies into a field with a guard byte after it and returns what the field then contains.
 static std::string copied(const std::string &text, size_t capacity) {
     char field[300];
@@ -144,4 +146,63 @@ TEST(BeginsIgnoringCase, AsksForTheWholePrefix) {
     for (const auto &row : rows)
         EXPECT_EQ(begins_ignoring_case(row.text, row.prefix), row.expected)
             << row.text << " with " << row.prefix;
+}
+
+// What a terminal is shown of `text`.
+static std::string on_terminal(const std::string &text) {
+    test_door::terminal = true;
+    return shown_text(stdout, text.c_str());
+}
+
+TEST(ShownText, ATerminalGetsQuestionMarksForWhatItWouldObey) {
+    const struct {
+        const char *text;
+        const char *shown;
+    } rows[] = {
+        {"", ""},
+        {"Fan 1 ~ +12V", "Fan 1 ~ +12V"},
+        {"Lüfter ヘ 😀", "Lüfter ヘ 😀"},    // two, three and four bytes
+        {"\x01\t\r\x1F \x7F!", "???? ?!"}, // C0 and DEL
+        {"a\nb\n", "a\nb\n"},              // lines of a message
+        {"\x1b[31mred\x1b]0;title\x07", "?[31mred?]0;title?"},
+        {"\xC2\x80\xC2\x9B\xC2\x9F|\xC2\xA0", "???|\xC2\xA0"}, // C1; U+00A0 is a blank
+        {"\xD8\x9C\xE2\x80\x8E\xE2\x80\x8F", "???"},           // marks of direction
+        {"\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\xAA\xE2\x80\xAB\xE2\x80\xAC\xE2\x80\xAD\xE2\x80\xAE", "???????"},
+        {"\xE2\x81\xA6\xE2\x81\xA7\xE2\x81\xA8\xE2\x81\xA9", "????"},            // isolates
+        {"\xD8\x9B\xE2\x80\x8D\xE2\x80\xA7\xE2\x80\xAF\xE2\x81\xA5\xE2\x81\xAA", // their neighbours
+         "\xD8\x9B\xE2\x80\x8D\xE2\x80\xA7\xE2\x80\xAF\xE2\x81\xA5\xE2\x81\xAA"},
+        {"\xFF\xFE\x80\xBF", "????"}, // no UTF-8 at all: a mark a byte
+        {"\xE9t\xE9", "?t?"},         // Latin-1
+        {"\xC3", "?"},                // broken off
+        {"\xE2\x80", "??"},
+        {"\xF0\x9F\x98", "???"},
+        {"\xE2\x80z", "??z"},
+        {"\xC0\x9B\xC1\xBF", "????"}, // longer forms of shorter characters
+        {"\xE0\x80\x9B\xE0\x9F\xBF", "??????"},
+        {"\xF0\x80\x80\x9B\xF0\x8F\xBF\xBF", "????????"},
+        {"\xED\xA0\x80\xED\xBF\xBF", "??????"},           // surrogates
+        {"\xF4\x90\x80\x80\xF7\xBF\xBF\xBF", "????????"}, // beyond U+10FFFF
+        {"\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF",
+         "\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF"}, // the last ones
+    };
+    for (const auto &row : rows) {
+        test_door::reset();
+        EXPECT_EQ(on_terminal(row.text), row.shown) << testing::PrintToString(std::string(row.text));
+        test_door::reset();
+        EXPECT_EQ(shown_text(stdout, row.text), row.text); // a pipe
+    }
+}
+
+// Three bytes, one value of 97: none leaves a control character to a terminal.
+TEST(ShownText, NothingSlipsThrough) {
+    test_door::reset();
+    for (unsigned number = 0; number < 1u << 24; number += 97) {
+        const std::string text = {static_cast<char>(number >> 16), static_cast<char>(number >> 8),
+                                  static_cast<char>(number)};
+        std::string shown = on_terminal(text);
+        for (unsigned char c : shown)
+            ASSERT_TRUE(c == '\n' || (c >= 0x20 && c != 0x7F)) << number;
+        ASSERT_EQ(on_terminal(shown), shown) << number;
+        ASSERT_EQ(shown.find("\xC2\x9B"), std::string::npos) << number;
+    }
 }

@@ -36,6 +36,7 @@ time_t now;
 bool in_turn;
 int turns_taken;
 bool stderr_is_writable;
+bool terminal;
 std::set<int> turns_of_accesses;
 
 void note_access() { turns_of_accesses.insert(in_turn ? turns_taken : 0); }
@@ -102,6 +103,7 @@ void reset() {
     in_turn = false;
     turns_taken = 0;
     stderr_is_writable = true;
+    terminal = false;
     turns_of_accesses.clear();
     log_text.clear();
     failures.clear();
@@ -398,6 +400,8 @@ int os_fclose(FILE *stream) {
     int status = fclose(stream);
     return failed ? -1 : status;
 }
+
+bool os_is_terminal(FILE *) { return terminal; }
 
 bool os_exists(const char *path) { return has_file(path); }
 

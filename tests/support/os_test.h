@@ -57,6 +57,7 @@ extern uint32_t uid;
 extern bool in_turn;            // whether there is a turn at the machine just now
 extern int turns_taken;         // since the reset
 extern bool stderr_is_writable; // true after a reset
+extern bool terminal;           // what is printed goes to a terminal; false after a reset
 
 // In which turns there were accesses to ports, or by the recorder of the buses: 0 is outside of one, so {1} means that
 // all were made in one and the same.
