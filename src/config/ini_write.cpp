@@ -1,5 +1,6 @@
 #include "config/ini_write.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <iterator>
@@ -61,24 +62,32 @@ static void copy_with_monitors(FILE *in, FILE *out, const rewrite *what) {
 struct saved_key {
     const char *name;
     std::string (*value)(const system_settings *system);
+    size_t capacity; // of a text's field, terminator included; 0: the value is no text
 };
 
 static const char *truth(uint32_t flag) { return flag == 1 ? "TRUE" : "FALSE"; }
 
+// A text's row: its key and the field that is saved.
+#define SAVED_TEXT(name, field)                                                                              \
+    {                                                                                                        \
+        name, [](const system_settings *s) -> std::string { return s->field; },                              \
+            sizeof(system_settings::field)                                                                   \
+    }
+
 static const saved_key items_page_keys[] = {
-    {"POLLING", [](const system_settings *s) { return std::to_string(s->Polling); }},
+    {"POLLING", [](const system_settings *s) { return std::to_string(s->Polling); }, 0},
 };
 
 static const saved_key alert_page_keys[] = {
-    {"PAGERID", [](const system_settings *s) -> std::string { return s->PagerId; }},
-    {"OUTLINE", [](const system_settings *s) -> std::string { return s->Outline; }},
-    {"PHONENUMBER", [](const system_settings *s) -> std::string { return s->PhoneNumber; }},
-    {"MACHINENAME", [](const system_settings *s) -> std::string { return s->MachineName; }},
-    {"MAILSERVER", [](const system_settings *s) -> std::string { return s->MailServer; }},
-    {"SERVERPORT", [](const system_settings *s) -> std::string { return s->ServerPort; }},
-    {"MAILBOX", [](const system_settings *s) -> std::string { return s->MailBox; }},
-    {"PAGERALERT", [](const system_settings *s) -> std::string { return truth(s->PagerAlert); }},
-    {"MAILALERT", [](const system_settings *s) -> std::string { return truth(s->MailAlert); }},
+    SAVED_TEXT("PAGERID", PagerId),
+    SAVED_TEXT("OUTLINE", Outline),
+    SAVED_TEXT("PHONENUMBER", PhoneNumber),
+    SAVED_TEXT("MACHINENAME", MachineName),
+    SAVED_TEXT("MAILSERVER", MailServer),
+    SAVED_TEXT("SERVERPORT", ServerPort),
+    SAVED_TEXT("MAILBOX", MailBox),
+    {"PAGERALERT", [](const system_settings *s) -> std::string { return truth(s->PagerAlert); }, 0},
+    {"MAILALERT", [](const system_settings *s) -> std::string { return truth(s->MailAlert); }, 0},
 };
 
 // A last line that ends in a carriage return alone gets a newline in its place, as every reader of lines
@@ -100,8 +109,8 @@ static ini_section section_behind(ini_section section, ini_section head) {
     return head;
 }
 
-// What is left of a line that was longer than a piece belongs to the value that was replaced. True when it
-// ended in a newline.
+// What is left of a line that was longer than a piece belongs to the value that was replaced: left there, the
+// end of the old recipients would follow the new ones. True when it ended in a newline.
 static bool skip_rest(FILE *in, const ini_line *line) {
     ini_line rest = *line;
     while (!rest.had_newline && read_ini_line(in, &rest))
@@ -114,13 +123,28 @@ static void replace_value(FILE *in, FILE *out, const ini_line *line, const char 
     fprintf(out, "%s=%s%s", key, value.c_str(), skip_rest(in, line) ? "\n" : "");
 }
 
+// Nobody edited a text that still is what a start reads from its line. Of a text that is longer than a piece
+// or than its field that is only the beginning; the line is copied then, and so keeps its end.
+static bool is_as_read(const ini_line *line, const saved_key *row, const std::string &value) {
+    char key[INI_LINE_SIZE];
+    char field[INI_LINE_SIZE];
+    const char *text;
+    if (row->capacity == 0 || !split_setting(line->text, key, &text))
+        return false;
+    copy_text(field, std::min<size_t>(row->capacity, sizeof field), text);
+    return value == field;
+}
+
 static bool replace_setting(FILE *in, FILE *out, const ini_line *line, const system_settings *system,
                             const saved_key *keys, size_t count) {
     char key[INI_LINE_SIZE];
-    for (size_t i = 0; i < count; i++) {
-        if (!is_key(line, keys[i].name, key))
+    for (const saved_key *row = keys; row < keys + count; row++) {
+        if (!is_key(line, row->name, key))
             continue;
-        replace_value(in, out, line, key, keys[i].value(system));
+        std::string value = row->value(system);
+        if (is_as_read(line, row, value))
+            return false;
+        replace_value(in, out, line, key, value);
         return true;
     }
     return false;

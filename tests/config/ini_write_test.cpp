@@ -1,5 +1,6 @@
 #include "config/ini_write.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -751,6 +752,66 @@ TEST(RewriteAlertPage, LongRecipientsCanBeSavedAgain) {
     EXPECT_EQ(with_alert_page(first), "[System]\nMAILBOX=root@localhost admin@example.com\nOUTLINE=9\n");
 }
 
+// What a start reads from a line: of a piece, 79 characters, what follows the "=", as far as its field takes
+// it.
+static const struct {
+    const char *key;
+    size_t room; // of the field
+    char *(*field)(system_settings *system);
+} texts_saved[] = {
+    {"PAGERID", 39, [](system_settings *s) -> char * { return s->PagerId; }},
+    {"OUTLINE", 39, [](system_settings *s) -> char * { return s->Outline; }},
+    {"PHONENUMBER", 39, [](system_settings *s) -> char * { return s->PhoneNumber; }},
+    {"MACHINENAME", 39, [](system_settings *s) -> char * { return s->MachineName; }},
+    {"MAILSERVER", 39, [](system_settings *s) -> char * { return s->MailServer; }},
+    {"SERVERPORT", 83, [](system_settings *s) -> char * { return s->ServerPort; }},
+    {"MAILBOX", 99, [](system_settings *s) -> char * { return s->MailBox; }},
+};
+
+// "0123456789012..."
+static std::string digits(size_t length) {
+    std::string text;
+    for (size_t i = 0; i < length; i++)
+        text += static_cast<char>('0' + i % 10);
+    return text;
+}
+
+TEST(RewriteAlertPage, TextThatNobodyEditedIsCopiedWhole) {
+    for (const auto &row : texts_saved)
+        for (size_t length : {0, 1, 38, 39, 40, 60, 67, 68, 69, 70, 71, 72, 99, 123, 150, 151, 10000})
+            for (const char *end : {"\nX=1\n", "\n", ""}) {
+                const std::string key = row.key;
+                const std::string value = digits(length);
+                system_settings system = {};
+                strcpy(row.field(&system), value.substr(0, std::min(row.room, 79 - key.size() - 1)).c_str());
+                const std::string kept = "[System]\n" + key + "=" + value + end;
+                EXPECT_EQ(with_alert_page(kept, system), kept) << key << ' ' << length;
+            }
+}
+
+TEST(RewriteAlertPage, TextThatWasEditedLosesItsOldEnd) {
+    for (const auto &row : texts_saved)
+        for (size_t length : {39, 40, 71, 72, 99, 150, 151, 10000})
+            for (const char *value : {"", "0", "0123", "9123456789012345678901234567890123456"}) {
+                const std::string key = row.key;
+                system_settings system = {};
+                strcpy(row.field(&system), value);
+                EXPECT_EQ(with_alert_page("[System]\n" + key + "=" + digits(length) + "\nX=1\n", system),
+                          "[System]\n" + key + "=" + value + "\nX=1\n")
+                    << key << ' ' << length;
+            }
+}
+
+// A piece that is kept is a line of its own, as every other.
+TEST(RewriteAlertPage, EndOfAnUneditedTextCountsAsLines) {
+    system_settings system = new_settings();
+    strcpy(system.MailBox, digits(71).c_str());
+    const std::string piece = "[System]\nMAILBOX=" + digits(71);
+    EXPECT_EQ(with_alert_page(piece + "OUTLINE=1\n", system), piece + "OUTLINE=9\n");
+    EXPECT_EQ(with_alert_page(piece + "[Parameter]\nOUTLINE=1\n", system),
+              piece + "[Parameter]\nOUTLINE=1\n");
+}
+
 // A piece of a line that is copied counts as a line of its own.
 TEST(RewriteItemsPage, PieceThatLooksLikeAKeyOrHeadCounts) {
     const std::string piece(79, 'x');
@@ -907,6 +968,40 @@ TEST(SavedFile, LoadsAsItWasSaved) {
     ASSERT_EQ(after.items.size(), 2u);
     EXPECT_TRUE(same(after.items[0], before.items[0]));
     EXPECT_TRUE(same(after.items[1], before.items[1]));
+}
+
+// Six addresses, 131 characters in a line: what is loaded is saved, twice.
+TEST(SavedFile, KeepsRecipientsNobodyEdited) {
+    const std::string six = "first.administrator@example.com second.only@example.com third@example.com "
+                            "fourth@example.com fifth@example.com sixth@xy.com";
+    const std::string file = "[System]\nMAILBOX=" + six + "\nMAILALERT=FALSE\n\n[Item]\nITEM_NAME=Fan1\n";
+    ASSERT_EQ(six.size(), 123u); // and "MAILBOX="
+    test_door::reset();
+    test_door::put_file("/etc/Kestrel.ini", file);
+    for (int save = 0; save < 3; save++) {
+        system_settings system = load().system;
+        EXPECT_EQ(system.MailBox, six.substr(0, 71));
+        EXPECT_EQ(rewrite_alert_page(&system).failure, INI_WRITTEN);
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), file);
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini.old"), file);
+    }
+}
+
+// The window goes on with what was typed, the next start with 71 characters of it: neither save cuts it.
+TEST(SavedFile, RecipientsTypedWith94CharactersStay) {
+    const std::string typed = digits(94);
+    test_door::reset();
+    test_door::put_file("/etc/Kestrel.ini", "[System]\nMAILBOX=" + digits(123) + "\nX=1\n\n[Item]\n");
+    system_settings system = load().system;
+    system.MailBox[0] = 'a';
+    strcpy(system.MailBox + 1, typed.c_str() + 1);
+    const std::string expected = "[System]\nMAILBOX=a" + typed.substr(1) + "\nX=1\n\n[Item]\n";
+    for (int save = 0; save < 4; save++) {
+        EXPECT_EQ(rewrite_alert_page(&system).failure, INI_WRITTEN);
+        EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), expected) << save;
+        if (save == 1)
+            system = load().system;
+    }
 }
 
 // ---- Failures of a save
