@@ -74,8 +74,9 @@ static const char *truth(uint32_t flag) { return flag == 1 ? "TRUE" : "FALSE"; }
             sizeof(system_settings::field)                                                                   \
     }
 
+// The interval is written as the entry shows it: a file's -5 stays -5.
 static const saved_key items_page_keys[] = {
-    {"POLLING", [](const system_settings *s) { return std::to_string(s->Polling); }, 0},
+    {"POLLING", [](const system_settings *s) { return std::to_string(static_cast<int32_t>(s->Polling)); }, 0},
 };
 
 static const saved_key alert_page_keys[] = {

@@ -554,6 +554,7 @@ TEST(RewriteAlertPage, EveryLineOfAKeyIsReplaced) {
               "[System]\nOUTLINE=9\nOUTLINE=9\n\n[System]\noutline=9\n");
 }
 
+// As the entry shows it: beyond 2147483647 with a sign.
 TEST(RewriteItemsPage, IntervalIsWrittenInDecimal) {
     const struct {
         uint32_t polling;
@@ -562,7 +563,10 @@ TEST(RewriteItemsPage, IntervalIsWrittenInDecimal) {
                 {1, "POLLING=1\n"},
                 {10, "POLLING=10\n"},
                 {300, "POLLING=300\n"},
-                {4294967295, "POLLING=4294967295\n"}};
+                {2147483647, "POLLING=2147483647\n"},
+                {2147483648, "POLLING=-2147483648\n"},
+                {4294967291, "POLLING=-5\n"},
+                {4294967295, "POLLING=-1\n"}};
     for (const auto &row : rows) {
         system_settings system = {};
         system.Polling = row.polling;
