@@ -1,10 +1,8 @@
 #include "items/changes.h"
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 
-#include "hw/text.h"
 #include "items/history.h"
 #include "items/limits.h"
 
@@ -39,19 +37,6 @@ void time_line(time_t now, char line[TIME_LINE_SIZE]) {
     snprintf(line, TIME_LINE_SIZE, "at %s", clock != nullptr ? clock : "an unknown time\n");
 }
 
-// Lines that do not fit are left out, and one of dots says so: half a name would tell less than none.
-static void end_list(std::string *list, time_t now, char text[CHANGE_TEXT_SIZE]) {
-    const std::string dots = "...\n";
-    char end[TIME_LINE_SIZE];
-    time_line(now, end);
-    if (list->size() + strlen(end) >= CHANGE_TEXT_SIZE) {
-        list->resize(CHANGE_TEXT_SIZE - 1 - strlen(end) - dots.size());
-        list->resize(list->rfind('\n') + 1);
-        *list += dots;
-    }
-    copy_text(text, CHANGE_TEXT_SIZE, (*list + end).c_str());
-}
-
 // True when the state differs from the one before, which it replaces.
 static bool note_state(const item_display *display, int32_t *previous) {
     bool reported = display->monitor == 1;
@@ -61,8 +46,8 @@ static bool note_state(const item_display *display, int32_t *previous) {
     return changed;
 }
 
-change_result note_changes(const item_display *displays, int32_t count, time_t now,
-                           char text[CHANGE_TEXT_SIZE], uint32_t *category) {
+change_result note_changes(const item_display *displays, int32_t count, time_t now, std::string *text,
+                           uint32_t *category) {
     if (first_run)
         set_all_normal();
     first_run = false;
@@ -83,6 +68,8 @@ change_result note_changes(const item_display *displays, int32_t count, time_t n
     }
     if (list.empty())
         return NOTHING_CHANGED;
-    end_list(&list, now, text);
+    char end[TIME_LINE_SIZE];
+    time_line(now, end);
+    *text = list + end;
     return STATES_CHANGED;
 }

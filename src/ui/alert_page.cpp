@@ -84,8 +84,8 @@ static void show_settings(GtkWidget *window, const system_settings *system) {
 
 static const char *const counters[] = {"idxFan", "idxVoltage", "idxThermal", "idxStatus"}; // by item_category
 
-static void add_message(const char *changes) {
-    std::string message = std::string("This system has the health information:\n\n") + changes;
+static void add_message(const std::string &changes) {
+    std::string message = "This system has the health information:\n\n" + changes;
     alert_msg_node *node = new_alert_msg_node();
     node->msg = strdup(message.c_str());
     append_alert_msg_node(alert_msg_head, node);
@@ -100,8 +100,8 @@ bool was_mailed(mail_outcome outcome) {
     return outcome == MAIL_SENT;
 }
 
-static void mail_changes(const system_settings *system, const char *changes) {
-    if (!was_mailed(send_mail(HEALTH_MAIL, system->MailBox, system->MachineName, changes)))
+static void mail_changes(const system_settings *system, const std::string &changes) {
+    if (!was_mailed(send_mail(HEALTH_MAIL, system->MailBox, system->MachineName, changes.c_str())))
         return;
     printf("Send an alert through E-mail successfully.\n");
 }
@@ -109,9 +109,9 @@ static void mail_changes(const system_settings *system, const char *changes) {
 void build_Alert(GtkWidget *window, const system_settings *system, const item_display *displays,
                  int32_t count) {
     show_settings(window, system);
-    char changes[CHANGE_TEXT_SIZE];
+    std::string changes;
     uint32_t category;
-    switch (note_changes(displays, count, os_time(), changes, &category)) {
+    switch (note_changes(displays, count, os_time(), &changes, &category)) {
     case TOO_MANY_ITEMS:
         g_print(" build_Alert(): %s out of range. \n", counters[category]);
         return;

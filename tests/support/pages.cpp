@@ -21,9 +21,9 @@ static void forget_states() {
     for (uint32_t cat : {CAT_FAN, CAT_TEMP, CAT_SWITCH})
         for (unsigned i = 0; i < MAX_FANS; i++)
             displays[filled++].cat = cat;
-    char text[CHANGE_TEXT_SIZE];
+    std::string text;
     uint32_t category;
-    note_changes(displays, COUNT, 0, text, &category);
+    note_changes(displays, COUNT, 0, &text, &category);
 }
 static_assert(MAX_TEMPERATURES == MAX_FANS && MAX_SWITCHES == MAX_FANS);
 
