@@ -133,10 +133,31 @@ void on_buttonItemsSave_clicked(GtkButton *, gpointer) {
 
 // ---- Alert page
 
-// A line break would end the setting's line in the file.
+// A line break would end the setting's line in the file. A column of addresses is a list of them, so it
+// becomes a blank.
+static std::string on_one_line(const std::string &text) {
+    std::string line;
+    for (size_t i = 0; i < text.size(); i++) {
+        if (text[i] == '\r' && text[i + 1] == '\n')
+            i++;
+        line += text[i] == '\r' || text[i] == '\n' ? ' ' : text[i];
+    }
+    return line;
+}
+
+// What is pasted, dropped or typed is put in as one line instead, so that the entry shows what is stored.
+// That raises this handler again, which then lets it pass.
+void on_entry_insert_text(GtkEditable *entry, const char *text, int length, int *position, gpointer) {
+    std::string given(text, static_cast<size_t>(length));
+    std::string line = on_one_line(given);
+    if (line == given)
+        return;
+    gtk_editable_insert_text(entry, line.c_str(), static_cast<int>(line.size()), position);
+    g_signal_stop_emission_by_name(entry, "insert-text");
+}
+
 static void copy_line(char *field, size_t capacity, GtkEditable *entry) {
-    std::string text = gtk_entry_get_text(GTK_ENTRY(entry));
-    copy_text(field, capacity, text.substr(0, text.find_first_of("\r\n")).c_str());
+    copy_text(field, capacity, on_one_line(gtk_entry_get_text(GTK_ENTRY(entry))).c_str());
 }
 
 void on_entryMachineName_changed(GtkEditable *entry, gpointer) {

@@ -26,7 +26,8 @@ void on_buttonItemsSave_clicked(GtkButton *button, gpointer data);
 void on_treeview1_row_activated(GtkTreeView *view, GtkTreePath *path, GtkTreeViewColumn *column,
                                 gpointer data);
 
-// Alert page
+// Alert page. The first is of both entries.
+void on_entry_insert_text(GtkEditable *entry, const char *text, int length, int *position, gpointer data);
 void on_entryMachineName_changed(GtkEditable *entry, gpointer data);
 void on_entryRecipientMailbox_changed(GtkEditable *entry, gpointer data);
 void on_checkbuttonEmailAlert_toggled(GtkToggleButton *button, gpointer data);

@@ -165,11 +165,9 @@ GtkWidget *new_stock_button(const char *name, const char *stock_id, int width, i
     return size_widget(name_widget(gtk_button_new_from_stock(stock_id), name), width, height);
 }
 
-// A pasted text ends at its first line break: the settings are lines of a file.
 GtkWidget *new_entry(const char *name, int most_characters, int width, int height) {
     GtkWidget *entry = size_widget(name_widget(gtk_entry_new(), name), width, height);
     gtk_entry_set_max_length(GTK_ENTRY(entry), most_characters);
-    g_object_set(entry, "truncate-multiline", TRUE, nullptr);
     return entry;
 }
 
@@ -369,10 +367,13 @@ void set_entry_quietly(GtkWidget *entry, const char *text) {
         return;
     // Every handler of ours is connected without data. GLib blocks nothing when only the signal is given.
     auto ours = static_cast<GSignalMatchType>(G_SIGNAL_MATCH_ID | G_SIGNAL_MATCH_DATA);
-    unsigned changed = g_signal_lookup("changed", GTK_TYPE_EDITABLE);
-    g_signal_handlers_block_matched(entry, ours, changed, 0, nullptr, nullptr, nullptr);
+    const unsigned signals[] = {g_signal_lookup("changed", GTK_TYPE_EDITABLE),
+                                g_signal_lookup("insert-text", GTK_TYPE_EDITABLE)};
+    for (unsigned signal : signals)
+        g_signal_handlers_block_matched(entry, ours, signal, 0, nullptr, nullptr, nullptr);
     gtk_entry_set_text(GTK_ENTRY(entry), shown.c_str());
-    g_signal_handlers_unblock_matched(entry, ours, changed, 0, nullptr, nullptr, nullptr);
+    for (unsigned signal : signals)
+        g_signal_handlers_unblock_matched(entry, ours, signal, 0, nullptr, nullptr, nullptr);
 }
 
 void set_shown(GtkWidget *widget, bool shown) {

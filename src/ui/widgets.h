@@ -78,5 +78,5 @@ void show_button(GtkWidget *button, const char *text); // the same of a button
 // The same of a name, which may be of any length: one that cannot be made to fit has dots in its middle (the
 // numbers that tell names apart stand at their ends) and is shown whole by the pointer.
 void show_name(GtkWidget *label, const char *name, int room);
-void set_entry_quietly(GtkWidget *entry, const char *text); // without raising its "changed" handlers
+void set_entry_quietly(GtkWidget *entry, const char *text); // without raising its handlers
 void set_shown(GtkWidget *widget, bool shown);

@@ -283,16 +283,25 @@ TEST(PollingEntry, PastedTextIsCutAtThreeCharacters) {
         unsigned polling;
         const char *text;
         bool refused;
-    } table[] = {{"18446744073709551616", 184, "184", false},
-                 {"2999", 299, "299", false},
-                 {"3011", 5, "0", true},
-                 {"60\n70", 60, "60", false}};
+    } table[] = {
+        {"18446744073709551616", 184, "184", false}, {"2999", 299, "299", false}, {"3011", 5, "0", true}};
     for (const auto &row : table) {
         start(three_items());
         paste("entryPolling", row.pasted);
         EXPECT_EQ(settings()->Polling, row.polling) << row.pasted;
         EXPECT_EQ(entry_text("entryPolling"), row.text) << row.pasted;
         EXPECT_EQ(test_window::messages(), row.refused ? texts{interval_refused} : texts{}) << row.pasted;
+    }
+}
+
+// A line break is no digit, as a blank is none.
+TEST(PollingEntry, PastedLineBreakIsRefused) {
+    for (const char *pasted : {"12\n", "1\n2", "\n12", "12\r", "1\r\n", "\n", "60\n70", "12 "}) {
+        start(three_items());
+        paste("entryPolling", pasted);
+        EXPECT_EQ(settings()->Polling, 5u) << testing::PrintToString(pasted);
+        EXPECT_EQ(entry_text("entryPolling"), "0") << testing::PrintToString(pasted);
+        EXPECT_EQ(test_window::messages(), texts{interval_refused}) << testing::PrintToString(pasted);
     }
 }
 
@@ -730,7 +739,26 @@ TEST(Save, LineBreaksOfAnEntryNeverReachTheFile) {
     set_entry("entryMachineName", "Rack\nPOLLING=1");
     set_entry("entryRecipientMailbox", "b@x\r\n[Item]");
     click("buttonAlertSave");
-    EXPECT_EQ(test_door::file(KESTREL_INI), saved_file("5", "Rack", "b@x", "FALSE", "TRUE", "FALSE"));
+    EXPECT_EQ(test_door::file(KESTREL_INI),
+              saved_file("5", "Rack POLLING=1", "b@x [Item]", "FALSE", "TRUE", "FALSE"));
+}
+
+// What a start reads is what the entries show and a save writes.
+TEST(Save, WhatNobodyEditedIsWrittenAsItStands) {
+    const std::string six = "first.administrator@example.com second.only@example.com third@example.com "
+                            "fourth@example.com fifth@example.com sixth@xy.com";
+    for (const char *polling : {"-5", "5", "4294967295"}) {
+        const std::string file = saved_file(polling, "Board", six, "FALSE", "TRUE", "FALSE");
+        start(file);
+        const std::string shown = polling[0] == '5' ? "5" : polling[0] == '-' ? "-5" : "-1";
+        EXPECT_EQ(entry_text("entryPolling"), shown);
+        for (int time = 0; time < 2; time++)
+            for (const char *button : {"buttonItemsSave", "buttonAlertSave"})
+                click(button);
+        const std::string after = saved_file(shown, "Board", six, "FALSE", "TRUE", "FALSE");
+        EXPECT_EQ(test_door::file(KESTREL_INI), after);
+        EXPECT_EQ(test_door::file(KESTREL_INI_OLD), after);
+    }
 }
 
 // ---- Name and recipients
@@ -804,14 +832,19 @@ TEST(MachineName, IsCutOnAWholeCharacter) {
     }
 }
 
-TEST(MachineName, LineBreaksDoNotReachIt) {
-    for (const char *text : {"Rack\n7", "Rack\r7", "Rack\r\n7", "Rack\n", "Rack\n\r7"}) {
+TEST(MachineName, LineBreaksBecomeBlanks) {
+    const struct {
+        const char *text;
+        const char *name;
+    } table[] = {{"Rack\n7", "Rack 7"}, {"Rack\r7", "Rack 7"},    {"Rack\r\n7", "Rack 7"},
+                 {"Rack\n", "Rack "},   {"Rack\n\r7", "Rack  7"}, {"\r\n\r\nRack\r\n", "  Rack "}};
+    for (const auto &row : table) {
         start(three_items());
-        set_entry("entryMachineName", text);
-        EXPECT_STREQ(settings()->MachineName, "Rack") << text;
-        set_entry("entryMachineName", "");
-        paste("entryMachineName", text);
-        EXPECT_STREQ(settings()->MachineName, "Rack") << "pasted: " << text;
+        set_entry("entryMachineName", row.text);
+        EXPECT_STREQ(settings()->MachineName, row.name) << row.text;
+        paste("entryMachineName", row.text);
+        EXPECT_STREQ(settings()->MachineName, row.name) << "pasted: " << row.text;
+        EXPECT_EQ(entry_text("entryMachineName"), row.name) << row.text;
     }
 }
 
@@ -849,15 +882,45 @@ TEST(Recipients, AreCutOnAWholeCharacter) {
     }
 }
 
-TEST(Recipients, LineBreaksDoNotReachThem) {
-    for (const char *text : {"a@x\nb@x", "a@x\rb@x", "a@x\r\nb@x", "a@x\n"}) {
+TEST(Recipients, APastedColumnIsAListOfThem) {
+    const struct {
+        const char *text;
+        const char *box;
+    } table[] = {{"a@x\nb@x\nc@x", "a@x b@x c@x"},
+                 {"a@x\r\nb@x\r\nc@x\r\n", "a@x b@x c@x "},
+                 {"a@x\rb@x", "a@x b@x"},
+                 {"a@x\n\nb@x", "a@x  b@x"},
+                 {"L\xC3\xBC@x\nb@x", "L\xC3\xBC@x b@x"}};
+    for (const auto &row : table) {
         start(three_items());
-        set_entry("entryRecipientMailbox", text);
-        EXPECT_STREQ(settings()->MailBox, "a@x") << text;
-        set_entry("entryRecipientMailbox", "");
-        paste("entryRecipientMailbox", text);
-        EXPECT_STREQ(settings()->MailBox, "a@x") << "pasted: " << text;
+        set_entry("entryRecipientMailbox", row.text);
+        EXPECT_STREQ(settings()->MailBox, row.box) << row.text;
+        paste("entryRecipientMailbox", row.text);
+        EXPECT_STREQ(settings()->MailBox, row.box) << "pasted: " << row.text;
+        EXPECT_EQ(entry_text("entryRecipientMailbox"), row.box) << row.text;
+        updateAll();
+        EXPECT_EQ(entry_text("entryRecipientMailbox"), row.box) << row.text;
     }
+}
+
+// Into the middle of what is there, the cursor after it.
+TEST(Recipients, AColumnIsPastedWhereTheCursorStands) {
+    start(three_items("MAILBOX=a@x d@x\n"));
+    GtkEditable *entry = GTK_EDITABLE(test_window::widget("entryRecipientMailbox"));
+    int position = 4;
+    gtk_editable_insert_text(entry, "b@x\nc@x\n", -1, &position);
+    EXPECT_EQ(position, 12);
+    EXPECT_STREQ(settings()->MailBox, "a@x b@x c@x d@x");
+}
+
+// A carriage return of the file is shown as it stands: else each refresh would set the text, and the cursor.
+TEST(Recipients, ACarriageReturnOfTheFileDoesNotMoveTheCursor) {
+    start(three_items("MAILBOX=a@x\r\n"));
+    EXPECT_EQ(entry_text("entryRecipientMailbox"), "a@x\r");
+    gtk_editable_set_position(GTK_EDITABLE(test_window::widget("entryRecipientMailbox")), 2);
+    updateAll();
+    EXPECT_EQ(gtk_editable_get_position(GTK_EDITABLE(test_window::widget("entryRecipientMailbox"))), 2);
+    EXPECT_STREQ(settings()->MailBox, "a@x\r");
 }
 
 // ---- E-mail alerts on and off

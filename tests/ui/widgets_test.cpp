@@ -457,14 +457,3 @@ TEST(SetShown, ShowsAndHides) {
     set_shown(label, false);
     EXPECT_FALSE(gtk_widget_get_visible(label));
 }
-
-// ---- Entries
-
-TEST(Entries, TakeOneLine) {
-    GtkWidget *app = new_app();
-    for (const char *name : {"entryPolling", "entryMachineName", "entryRecipientMailbox"}) {
-        gboolean one_line = FALSE;
-        g_object_get(registered(app, name), "truncate-multiline", &one_line, nullptr);
-        EXPECT_TRUE(one_line) << name;
-    }
-}
