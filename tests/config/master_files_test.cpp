@@ -190,6 +190,17 @@ TEST(MasterFiles, SystemSettingsAreThere) {
     });
 }
 
+// Of 300 boards of one kind each would send mails of the same name; a save writes only a key that is there.
+TEST(MasterFiles, NoMachineHasANameAndMailIsOff) {
+    for_each_board([](const configuration &loaded, const std::string &where) {
+        EXPECT_STREQ(loaded.system->MachineName, "") << where;
+        EXPECT_EQ(loaded.system->MailAlert, 0u) << where;
+        std::string section = test_door::file("/etc/Kestrel.ini");
+        for (const char *key : {"\nMACHINENAME=", "\nMAILBOX=", "\nMAILALERT="})
+            EXPECT_NE(section.find(key), std::string::npos) << where << key;
+    });
+}
+
 TEST(MasterFiles, ItemsAreWhole) {
     for_each_board([](const configuration &loaded, const std::string &where) {
         std::set<std::string> ids;

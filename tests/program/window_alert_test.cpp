@@ -115,6 +115,23 @@ TEST(WindowAlertPage, MailWantsANameAndRecipients) {
     EXPECT_EQ(std::count(accesses.begin(), accesses.end(), "fork"), 0);
 }
 
+// 300 boards of one kind would send mails of one name.
+TEST(WindowAlertPage, ABoardOfTheMasterFileHasNoNameBeforeItIsGivenOne) {
+    std::string configuration = changed(section_of("nct6776f-faults"), "\nPOLLING=5\n", "\nPOLLING=300\n");
+    window_run run = start({board_in_trouble(configuration)});
+    ASSERT_TRUE(open_page(ALERT));
+    switch_mail();
+    EXPECT_TRUE(confirm_dialog());
+    EXPECT_TRUE(save());
+    EXPECT_EQ(kept(run, "/etc/Kestrel.ini"), configuration);
+    enter_name("rack 7");
+    switch_mail();
+    EXPECT_TRUE(save());
+    std::string expected = changed(configuration, "\nMACHINENAME=\n", "\nMACHINENAME=rack 7\n");
+    EXPECT_EQ(kept(run, "/etc/Kestrel.ini"), changed(expected, "MAILALERT=FALSE\n", "MAILALERT=TRUE\n"));
+    expect_good_end(run);
+}
+
 TEST(WindowAlertPage, MailThatTheFileSwitchesOnWithoutRecipientsIsRefusedOnce) {
     std::string configuration =
         changed(small_configuration(), "MAILALERT=FALSE\nMAILBOX=root\n", "MAILALERT=TRUE\nMAILBOX=\n");
@@ -152,7 +169,7 @@ TEST(WindowMail, AnAlertIsMailedWhenMailIsSwitchedOn) {
     enter_recipients("root a@b.example");
     switch_mail();
     tick_by_select_all();
-    std::string text = "The system 'N6DF-T' has the following health information:\n" + TROUBLE;
+    std::string text = "The system 'trouble' has the following health information:\n" + TROUBLE;
     EXPECT_TRUE(wait_until([&] { return !kept(run, "/var/mail/1").empty(); }));
     expect_good_end(run, MAIL_SENT, mail_said(run, 1, 8, "root a@b.example"));
     EXPECT_EQ(kept(run, SCRIPT),
@@ -162,13 +179,26 @@ TEST(WindowMail, AnAlertIsMailedWhenMailIsSwitchedOn) {
     EXPECT_EQ(kept(run, "/var/mail/2"), "");
 }
 
+TEST(WindowMail, ANameThatIsTakenAwayIsMissingInTheMail) {
+    window_run run = start({troubled_board("300")});
+    ASSERT_TRUE(open_page(ALERT));
+    switch_mail();
+    enter_name("");
+    tick_by_select_all();
+    EXPECT_TRUE(wait_until([&] { return !kept(run, "/var/mail/1").empty(); }));
+    expect_good_end(run, MAIL_SENT, mail_said(run, 1, 8, "root"));
+    EXPECT_EQ(kept(run, "/var/mail/1"), "-s\nAlert: system health warning!\nroot\n\n"
+                                        "The system '' has the following health information:\n" +
+                                            TROUBLE);
+}
+
 // One at the start, and then not before something changes.
 TEST(WindowMail, WhatIsWrongAtTheStartIsMailedOnce) {
     std::string configuration =
         changed(troubled_configuration("300"), "MAILALERT=FALSE\n", "MAILALERT=TRUE\n");
     window_run run = start({board_in_trouble(configuration)});
     EXPECT_EQ(kept(run, "/var/mail/1"), "-s\nAlert: system health warning!\nroot\n\n"
-                                        "The system 'N6DF-T' has the following health information:\n" +
+                                        "The system 'trouble' has the following health information:\n" +
                                             TROUBLE);
     ASSERT_TRUE(open_page(ITEMS));
     click(MAIN, SELECT_ALL_X, BUTTONS_Y); // a tick on which nothing changes

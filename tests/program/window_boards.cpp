@@ -81,7 +81,8 @@ lines small_tick() {
 // ---- The one in trouble
 
 std::string troubled_configuration(const std::string &polling) {
-    static const std::string section = section_of("nct6776f-faults");
+    static const std::string section =
+        changed(section_of("nct6776f-faults"), "MACHINENAME=\n", "MACHINENAME=trouble\n");
     return changed(section, "\nPOLLING=5\n", "\nPOLLING=" + polling + "\n");
 }
 
