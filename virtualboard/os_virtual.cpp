@@ -69,6 +69,7 @@ static void fill_standard_streams() {
 
 void os_start(int *argc, char ***argv) {
     fill_standard_streams();
+    signal(SIGXFSZ, SIG_IGN); // as the real door does
     options = take_virtual_options(argc, argv);
     std::string error;
     if (!load_board(options.board, &board, &error))

@@ -43,6 +43,7 @@ static void make_environment() {
 void os_start(int *, char ***) {
     open_standard_streams();
     make_environment();
+    signal(SIGXFSZ, SIG_IGN); // a write beyond the limit of a file's size fails, and is reported
     catch_signals();
     signal(SIGCHLD, SIG_DFL); // ignored, no child could be waited for
 }

@@ -412,6 +412,23 @@ TEST(Start, EndsWhenAStreamCannotBeReplaced) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 255) << status;
 }
 
+// As on a full disk: the write fails, and nobody is killed.
+TEST(Start, AFileThatGrowsTooLongIsAFailedWrite) {
+    std::string file = scratch_directory() + "/file";
+    pid_t child = fork();
+    if (child == 0) {
+        rlimit limit = {1, 1};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        os_start(nullptr, nullptr);
+        FILE *stream = os_fopen(file.c_str(), "w");
+        fputs("more", stream);
+        _exit(os_fclose(stream) == -1 && errno == EFBIG ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
 // What is kept of an environment is the matter of environment_test.cpp.
 TEST(Start, MakesTheEnvironmentAnew) {
     std::string here = scratch_directory();

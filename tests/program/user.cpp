@@ -76,7 +76,6 @@ static window_run start_program(std::vector<std::string> words, const std::strin
         setpgid(0, 0); // what it has started can be ended with it
         for (int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
             signal(number, SIG_DFL);
-        signal(SIGXFSZ, SIG_IGN); // a file that grows too long is an error, as on a full disk
         redirect(0, "/dev/null", O_RDONLY);
         redirect(1, directory + "/out", O_WRONLY | O_CREAT);
         redirect(2, directory + "/err", O_WRONLY | O_CREAT);
