@@ -87,6 +87,9 @@ bool os_is_writable(FILE *) { return true; }
 bool os_is_terminal(FILE *) { return false; }
 bool os_exists(const char *) { return false; }
 int os_mode(const char *, mode_t *) { return not_here(); }
+int os_copy_owner(const char *, FILE *) { return not_here(); }
+int os_look_at(const char *, mode_t *, uid_t *) { return not_here(); }
+int os_read_link(const char *, std::string *) { return not_here(); }
 int os_link(const char *, const char *) { return not_here(); }
 int os_rename(const char *, const char *) { return not_here(); }
 int os_unlink(const char *) { return not_here(); }

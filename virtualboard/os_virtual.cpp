@@ -2,6 +2,7 @@
 #include "hw/os.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -444,6 +445,39 @@ int os_mode(const char *path, mode_t *mode) {
     if (stat(real_path(path).c_str(), &status) != 0)
         return -1;
     *mode = status.st_mode & 0777;
+    return 0;
+}
+
+int os_copy_owner(const char *from, FILE *to) {
+    if (call_fails("owner %s", from))
+        return -1;
+    struct stat status;
+    bool known = stat(real_path(from).c_str(), &status) == 0;
+    int result = known ? fchown(descriptor_of(to), status.st_uid, status.st_gid) : -1;
+    trace("owner %s%s", from, outcome(result != 0));
+    return result;
+}
+
+// Whoever runs it takes the place of root.
+int os_look_at(const char *path, mode_t *mode, uid_t *owner) {
+    if (call_fails("look %s", path))
+        return -1;
+    struct stat status;
+    if (lstat(real_path(path).c_str(), &status) != 0)
+        return -1;
+    *mode = status.st_mode;
+    *owner = status.st_uid == geteuid() ? 0 : status.st_uid;
+    return 0;
+}
+
+int os_read_link(const char *path, std::string *target) {
+    if (call_fails("read_link %s", path))
+        return -1;
+    char text[PATH_MAX];
+    ssize_t length = readlink(real_path(path).c_str(), text, sizeof text);
+    if (length < 0)
+        return -1;
+    target->assign(text, static_cast<size_t>(length));
     return 0;
 }
 

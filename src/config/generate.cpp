@@ -79,11 +79,11 @@ static generation write_configuration(FILE *master) {
     machine_turn whole;
     if (os_exists(KESTREL_INI))
         return existFile(KESTREL_INI) == 0 ? FOUND_MADE : NOT_CREATED;
-    FILE *out = open_new_ini(FOR_ALL_TO_READ);
+    FILE *out = open_new(KESTREL_INI, FOR_ALL_TO_READ);
     if (out == nullptr)
         return NOT_CREATED;
     bool found = copy_section(master, out);
-    bool written = close_new_ini(out, found && ferror(master) == 0);
+    bool written = close_new(out, KESTREL_INI, found && ferror(master) == 0);
     if (!found)
         return NOT_IN_MASTER;
     return written ? GENERATED : NOT_CREATED;

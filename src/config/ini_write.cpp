@@ -201,7 +201,7 @@ static ini_write_result give_up(ini_write_failure failure, const char *path) {
 // The file becomes the copy in one step and keeps its own name: it gets a second one, which is moved over the
 // older copy. Only where a file cannot have two names (FAT: EPERM) is it moved away itself. The second name
 // is still there when the move failed, and when copy and file were one already, for then a move does nothing.
-static bool keep_copy() {
+static bool keep_file() {
     const char *second = KESTREL_INI_OLD ".new";
     os_unlink(second);
     bool linked = os_link(KESTREL_INI, second) == 0;
@@ -213,28 +213,38 @@ static bool keep_copy() {
     return kept;
 }
 
+// What a link leads to may lie on another file system, where it cannot get a second name: its bytes are
+// copied.
+static bool keep_bytes(const char *path) {
+    FILE *in = os_fopen(path, "r");
+    if (in == nullptr)
+        return false;
+    FILE *out = open_new_like(path, KESTREL_INI_OLD);
+    for (int c; out != nullptr && (c = getc_unlocked(in)) != EOF;)
+        putc_unlocked(c, out);
+    bool read = ferror(in) == 0;
+    os_fclose(in);
+    return out != nullptr && close_new(out, KESTREL_INI_OLD, read);
+}
+
 // A stale .old must never replace a configuration that is there. If none is there any more, saving makes one
 // from it, with the settings in memory; hiding does not.
-static bool set_aside(const rewrite *what) {
-    if (keep_copy())
+static bool set_aside(const rewrite *what, const ini_place *place) {
+    if (place->by_link ? keep_bytes(place->path.c_str()) : keep_file())
         return true;
     bool saves = what->system != nullptr;
     return saves && !os_exists(KESTREL_INI);
 }
 
-static FILE *open_new_ini_like_old() {
-    mode_t mode;
-    return os_mode(KESTREL_INI_OLD, &mode) == 0 ? open_new_ini(mode) : nullptr;
-}
-
 static ini_write_result rewrite_file(const rewrite *what) {
     machine_turn whole; // another copy may save, too
-    if (!set_aside(what))
+    ini_place place;
+    if (!find_ini(&place) || !set_aside(what, &place))
         return {INI_NOT_OPENED, KESTREL_INI_OLD};
     FILE *in = os_fopen(KESTREL_INI_OLD, "r");
     if (in == nullptr)
         return give_up(INI_NOT_OPENED, KESTREL_INI_OLD);
-    FILE *out = open_new_ini_like_old();
+    FILE *out = open_new_like(KESTREL_INI_OLD, place.path);
     if (out == nullptr) {
         os_fclose(in);
         return give_up(INI_NOT_OPENED, KESTREL_INI);
@@ -242,7 +252,7 @@ static ini_write_result rewrite_file(const rewrite *what) {
     what->copy(in, out, what);
     bool read = ferror(in) == 0;
     int in_closed = os_fclose(in);
-    if (!close_new_ini(out, read))
+    if (!close_new(out, place.path, read))
         return give_up(INI_NOT_CLOSED, KESTREL_INI);
     if (in_closed != 0)
         return {INI_NOT_CLOSED, KESTREL_INI_OLD};

@@ -1,7 +1,8 @@
 #pragma once
 // The line-by-line rewrites of /etc/Kestrel.ini. Nothing is printed here: the caller says what happened. The
 // file as it was is kept in /etc/Kestrel.ini.old; whatever fails, and wherever the process is killed,
-// /etc/Kestrel.ini is the previous file or the whole new one.
+// /etc/Kestrel.ini is the previous file or the whole new one. That has the mode, the owner and the group of
+// the previous one.
 
 #include <cstdint>
 

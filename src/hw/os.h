@@ -34,9 +34,9 @@ void os_end_turn();
 
 // Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared,
 // nullptr on failure. os_copy copies out of a mapping: -1 when what was mapped is not there any more, which a
-// plain copy would die of. os_wait_readable returns what select returned, with `*readable` telling whether the
-// descriptor was marked. It waits for ever, but not when a signal has come that ends the program: EINTR then,
-// if a second more brings nothing.
+// plain copy would die of. os_wait_readable returns what select returned, with `*readable` telling whether
+// the descriptor was marked. It waits for ever, but not when a signal has come that ends the program: EINTR
+// then, if a second more brings nothing.
 int os_open(const char *path, int flags);
 int os_close(int fd);
 ssize_t os_read(int fd, void *buffer, size_t size);
@@ -57,10 +57,14 @@ bool os_is_writable(FILE *stream); // whether a short text can be written withou
 // os_fchmod changes the mode of an open file, after what was written to the stream so far is in it.
 FILE *os_create_private(const char *path, mode_t mode);
 int os_fchmod(FILE *stream, mode_t mode);
-int os_fsync(FILE *stream);                  // returns when what was written to the stream is on the disk
-bool os_is_terminal(FILE *stream);           // whether a person at a terminal sees what is written to it
-bool os_exists(const char *path);            // what cannot be looked at may be there: true
-int os_mode(const char *path, mode_t *mode); // the permission bits of a file
+int os_fsync(FILE *stream);                    // returns when what was written to the stream is on the disk
+bool os_is_terminal(FILE *stream);             // whether a person at a terminal sees what is written to it
+bool os_exists(const char *path);              // what cannot be looked at may be there: true
+int os_mode(const char *path, mode_t *mode);   // the permission bits of a file
+int os_copy_owner(const char *from, FILE *to); // gives an open file the owner and the group of another
+// Of what lies at a path itself, links not followed: the whole mode, and the owner's user id.
+int os_look_at(const char *path, mode_t *mode, uid_t *owner);
+int os_read_link(const char *path, std::string *target);
 int os_link(const char *existing, const char *name); // one more name for a file
 int os_rename(const char *from, const char *to);
 int os_unlink(const char *path);

@@ -2,6 +2,7 @@
 #include "hw/os.h"
 
 #include <cerrno>
+#include <climits>
 #include <csetjmp>
 #include <csignal>
 #include <cstdlib>
@@ -215,6 +216,29 @@ int os_mode(const char *path, mode_t *mode) {
     if (stat(path, &status) != 0)
         return -1;
     *mode = status.st_mode & 0777;
+    return 0;
+}
+
+int os_copy_owner(const char *from, FILE *to) {
+    struct stat status;
+    return stat(from, &status) == 0 ? fchown(fileno(to), status.st_uid, status.st_gid) : -1;
+}
+
+int os_look_at(const char *path, mode_t *mode, uid_t *owner) {
+    struct stat status;
+    if (lstat(path, &status) != 0)
+        return -1;
+    *mode = status.st_mode;
+    *owner = status.st_uid;
+    return 0;
+}
+
+int os_read_link(const char *path, std::string *target) {
+    char text[PATH_MAX];
+    ssize_t length = readlink(path, text, sizeof text);
+    if (length < 0)
+        return -1;
+    target->assign(text, static_cast<size_t>(length));
     return 0;
 }
 

@@ -278,6 +278,9 @@ bool os_is_writable(FILE *) { return true; }
 bool os_is_terminal(FILE *) { return true; }
 bool os_exists(const char *path) { return files.count(path) != 0; }
 int os_mode(const char *, mode_t *) { return fail(ENOENT); }
+int os_copy_owner(const char *, FILE *) { return fail(ENOENT); }
+int os_look_at(const char *, mode_t *, uid_t *) { return fail(EACCES); }
+int os_read_link(const char *, std::string *) { return fail(ENOENT); }
 int os_link(const char *, const char *) { return fail(ENOENT); }
 int os_rename(const char *from, const char *to) {
     files[to] = files[from];

@@ -179,6 +179,62 @@ TEST(Mode, IsThePermissionBits) {
     }
 }
 
+TEST(CopyOwner, GivesTheFileOwnerAndGroupOfTheOther) {
+    std::string here = scratch_directory();
+    put(here + "/model", "");
+    FILE *stream = os_create_private((here + "/file").c_str(), 0640);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(os_copy_owner((here + "/none").c_str(), stream), -1);
+    EXPECT_EQ(os_copy_owner((here + "/model").c_str(), stream), 0);
+    bool may_change = chown((here + "/model").c_str(), 65534, 4) == 0; // root may
+    EXPECT_EQ(os_copy_owner((here + "/model").c_str(), stream), 0);
+    struct stat status = {};
+    EXPECT_EQ(fstat(fileno(stream), &status), 0);
+    EXPECT_EQ(status.st_uid, may_change ? 65534 : getuid());
+    EXPECT_EQ(status.st_gid, may_change ? 4 : getgid());
+    EXPECT_EQ(status.st_mode & 07777, 0640u);
+    os_fclose(stream);
+}
+
+TEST(LookAt, TellsOfALinkItself) {
+    std::string here = scratch_directory();
+    put(here + "/file", "");
+    chmod((here + "/file").c_str(), 0640);
+    ASSERT_EQ(symlink("no such place", (here + "/link").c_str()), 0);
+    const struct {
+        const char *name;
+        mode_t kind;
+    } rows[] = {{"/file", S_IFREG}, {"/link", S_IFLNK}, {"", S_IFDIR}};
+    for (const auto &row : rows) {
+        mode_t mode = 0;
+        uid_t owner = 77;
+        EXPECT_EQ(os_look_at((here + row.name).c_str(), &mode, &owner), 0) << row.name;
+        EXPECT_EQ(mode & S_IFMT, row.kind) << row.name;
+        EXPECT_EQ(owner, geteuid()) << row.name;
+    }
+    mode_t mode = 0;
+    uid_t owner = 77;
+    EXPECT_EQ(os_look_at((here + "/file").c_str(), &mode, &owner), 0);
+    EXPECT_EQ(mode & 07777, 0640u);
+    EXPECT_EQ(os_look_at((here + "/none").c_str(), &mode, &owner), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(mode & 07777, 0640u);
+}
+
+TEST(ReadLink, IsWhatTheLinkSays) {
+    std::string here = scratch_directory();
+    std::string target = "before";
+    EXPECT_EQ(os_read_link((here + "/link").c_str(), &target), -1);
+    EXPECT_EQ(os_read_link(here.c_str(), &target), -1); // a directory
+    EXPECT_EQ(target, "before");
+    for (const std::string &said : {std::string("../x"), std::string("/a//b/"), std::string(4095, 'x')}) {
+        unlink((here + "/link").c_str());
+        ASSERT_EQ(symlink(said.c_str(), (here + "/link").c_str()), 0);
+        EXPECT_EQ(os_read_link((here + "/link").c_str(), &target), 0);
+        EXPECT_EQ(target, said);
+    }
+}
+
 TEST(Link, IsASecondNameOfTheFileThatNeverTakesAnothersPlace) {
     std::string here = scratch_directory();
     put(here + "/file", "text");

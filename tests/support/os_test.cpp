@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdarg>
 #include <cstdlib>
@@ -371,7 +372,11 @@ FILE *os_fopen(const char *path, const char *mode) {
 }
 
 FILE *os_create_private(const char *path, mode_t mode) {
-    private_file = fails("create") ? nullptr : open_file(path, "w");
+    bool failed = fails("create");
+    if (!failed)
+        unlink(real_path(path).c_str());
+    private_file = failed ? nullptr : open_file(path, "w");
+    chmod(real_path(path).c_str(), mode);
     log_line("create %s %04o%s", path, mode, private_file == nullptr ? " failed" : "");
     if (private_file != nullptr && fails("write"))
         private_file = freopen("/dev/full", "w", private_file);
@@ -403,13 +408,48 @@ int os_fclose(FILE *stream) {
 
 bool os_is_terminal(FILE *) { return terminal; }
 
-bool os_exists(const char *path) { return has_file(path); }
+bool os_exists(const char *path) {
+    struct stat status;
+    return stat(real_path(path).c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
 
 int os_mode(const char *path, mode_t *mode) {
     struct stat status;
     if (fails("mode") || stat(real_path(path).c_str(), &status) != 0)
         return -1;
     *mode = status.st_mode & 0777;
+    return 0;
+}
+
+int os_copy_owner(const char *from, FILE *to) {
+    bool failed = fails("owner");
+    log_line("owner %s%s", from, failed ? " failed" : "");
+    struct stat status;
+    if (failed || stat(real_path(from).c_str(), &status) != 0)
+        return -1;
+    return fileno(to) >= 0 ? fchown(fileno(to), status.st_uid, status.st_gid) : 0;
+}
+
+// Whoever runs it takes the place of root.
+int os_look_at(const char *path, mode_t *mode, uid_t *owner) {
+    if (fails("look"))
+        return -1;
+    struct stat status;
+    if (lstat(real_path(path).c_str(), &status) != 0)
+        return -1;
+    *mode = status.st_mode;
+    *owner = status.st_uid == geteuid() ? 0 : status.st_uid;
+    return 0;
+}
+
+int os_read_link(const char *path, std::string *target) {
+    if (fails("read_link"))
+        return -1;
+    char text[PATH_MAX];
+    ssize_t length = readlink(real_path(path).c_str(), text, sizeof text);
+    if (length < 0)
+        return -1;
+    target->assign(text, static_cast<size_t>(length));
     return 0;
 }
 

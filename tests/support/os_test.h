@@ -4,7 +4,8 @@
 //
 // Log lines: "iopl 3", "ioperm 0295 1 1", "outb 0295 4e", "inb 0296 80", "outl 0cf8 80000000", "inl 0cfc
 // ffffffff", "open /dev/mem 2" (flags), "close 50", "seek f0000", "map f0000 1000", "unmap 1000", "sleep 1",
-// "usleep 550000", "syslog kes2 1 0 4 TEXT", "link A B", "rename A B", "unlink A", "system CMD", "popen CMD".
+// "usleep 550000", "syslog kes2 1 0 4 TEXT", "link A B", "rename A B", "unlink A", "owner A", "system CMD",
+// "popen CMD".
 // A refused or failed call is followed by " failed". Reads, ioctls and waits are logged only by the test's
 // own answers. A private file: "create PATH 0600", "fchmod 0100 212" (bytes in the file by then), "fsync",
 // "fclose". Processes: "fork", "exec PATH", "waitpid 4711".
@@ -59,8 +60,8 @@ extern int turns_taken;         // since the reset
 extern bool stderr_is_writable; // true after a reset
 extern bool terminal;           // what is printed goes to a terminal; false after a reset
 
-// In which turns there were accesses to ports, or by the recorder of the buses: 0 is outside of one, so {1} means that
-// all were made in one and the same.
+// In which turns there were accesses to ports, or by the recorder of the buses: 0 is outside of one, so {1}
+// means that all were made in one and the same.
 extern std::set<int> turns_of_accesses;
 void note_access();
 
