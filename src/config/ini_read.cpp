@@ -179,6 +179,13 @@ uint32_t readParameterSection(FILE *stream, parameter_record *parameters, uint32
     return status_of(stream);
 }
 
+static uint32_t give_up(system_settings *system, item_record *items, parameter_record *parameters) {
+    free(system);
+    free(items);
+    free(parameters);
+    return 0xFFFFFFFF;
+}
+
 uint32_t loadKestrelINI_and_getItemCount(system_settings **system, item_record **items,
                                          parameter_record **parameters) {
     FILE *stream = os_fopen(KESTREL_INI, "r");
@@ -191,11 +198,8 @@ uint32_t loadKestrelINI_and_getItemCount(system_settings **system, item_record *
     auto *new_items = static_cast<item_record *>(calloc(count + 1ul, sizeof(item_record)));
     auto *new_parameters = static_cast<parameter_record *>(calloc(2ul * count + 1, sizeof(parameter_record)));
     if (new_system == nullptr || new_items == nullptr || new_parameters == nullptr || count > INT32_MAX / 2) {
-        free(new_system);
-        free(new_items);
-        free(new_parameters);
         os_fclose(stream);
-        return 0xFFFFFFFF;
+        return give_up(new_system, new_items, new_parameters);
     }
     initSystemSection(new_system);
     if (readSystemSection(stream, new_system) != 0)
@@ -206,7 +210,8 @@ uint32_t loadKestrelINI_and_getItemCount(system_settings **system, item_record *
         printf("Error: readParameterSection().\n");
     if (os_fclose(stream) != 0)
         printf("Error: fclose().\n");
-    index_names(new_items, static_cast<int32_t>(count), new_parameters, static_cast<int32_t>(2 * count));
+    if (!index_names(new_items, static_cast<int32_t>(count), new_parameters, static_cast<int32_t>(2 * count)))
+        return give_up(new_system, new_items, new_parameters);
     *system = new_system;
     *items = new_items;
     *parameters = new_parameters;

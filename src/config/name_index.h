@@ -14,6 +14,7 @@ const parameter_record *find_last_parameter(const parameter_record *parameters, 
 const item_record *find_item_by_id(const item_record *items, int32_t count, const char *id);
 
 // Indexes the tables of the loaded configuration, so that a look-up in them does not walk the table. Their
-// names must not change afterwards. Tables that were not indexed are searched in order.
-void index_names(const item_record *items, int32_t item_count, const parameter_record *parameters,
+// names must not change afterwards. Tables that were not indexed are searched in order. False, and nothing is
+// indexed any more, when there is no memory for it.
+bool index_names(const item_record *items, int32_t item_count, const parameter_record *parameters,
                  int32_t parameter_count);

@@ -1,6 +1,7 @@
 // Start-up, in the order that it must have, and the choice of mode.
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
 
 #include "config/generate.h"
@@ -32,6 +33,8 @@ struct board_names { // zero-filled before each identification, which copies no 
     fputs(message, stderr);
     exit(FATAL_STATUS);
 }
+
+static void die_without_memory() { die("Error: out of memory.\n"); }
 
 static board_names identify_board() {
     board_names board = {};
@@ -94,7 +97,7 @@ static void build_displays(bool generated) {
     const kestrel_context *k = myspKestrel;
     allItemDisps = createItemDisps(k->system, k->items, k->item_count, k->parameters, k->parameter_count);
     if (allItemDisps == nullptr)
-        die("Error: out of memory.\n");
+        die_without_memory();
     if (generated)
         detect_and_hide_nonactivated_items(allItemDisps, k->system, k->items, k->item_count, k->parameters,
                                            k->parameter_count);
@@ -153,6 +156,7 @@ static int run_window(int argc, char **argv, bool generated) {
 }
 
 int main(int argc, char **argv) {
+    std::set_new_handler(die_without_memory); // else a text that grows would end the program by an exception
     os_start(&argc, &argv);
     setvbuf(stdout, nullptr, _IOLBF, 0); // a pipe or a journal gets each line when it is made
     IpmiInit();

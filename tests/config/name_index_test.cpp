@@ -1,7 +1,10 @@
 #include "config/name_index.h"
 
 #include <cstdio>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 // Two tables with the same contents: one is indexed, the other is searched in order. Places 3, 7 and 8 of the
 // parameters and 2 and 5 of the items have no name.
@@ -126,4 +129,23 @@ TEST(NameIndex, NewIndexTakesThePlaceOfTheOld) {
     EXPECT_EQ(find_item_by_id(other_items, 1, "Item_FAN1"), nullptr);
     EXPECT_EQ(find_last_parameter(indexed_parameters, PARAMETERS, "Divisor1"), &indexed_parameters[5]);
     EXPECT_EQ(find_item_by_id(indexed_items, ITEMS, "Item_TEMP1"), &indexed_items[4]);
+}
+
+// Half of them twice, whatever room the index has.
+TEST(NameIndex, EveryNameOfATableOfAnySize) {
+    for (int32_t count : {1, 2, 3, 4, 5, 8, 63, 64, 65, 1000}) {
+        std::vector<parameter_record> table(static_cast<size_t>(count));
+        int32_t half = (count + 1) / 2;
+        for (int32_t i = 0; i < count; i++)
+            strcpy(table[static_cast<size_t>(i)].szKeyName, ("VOL" + std::to_string(i % half) + "H").c_str());
+        ASSERT_TRUE(index_names(nullptr, 0, table.data(), count));
+        for (int32_t i = 0; i < half; i++) {
+            const std::string name = "vol" + std::to_string(i) + "h";
+            int32_t last = i + half < count ? i + half : i;
+            EXPECT_EQ(place_of(find_first_parameter(table.data(), count, name.c_str()), table.data()), i);
+            EXPECT_EQ(place_of(find_last_parameter(table.data(), count, name.c_str()), table.data()), last);
+        }
+        EXPECT_EQ(find_first_parameter(table.data(), count, "VOL1000H"), nullptr);
+        index_names(nullptr, 0, nullptr, 0); // before the names go
+    }
 }

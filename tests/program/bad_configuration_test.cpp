@@ -1,6 +1,8 @@
 // Configurations that no one should have written: never a crash, the required messages, the file as it was.
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <map>
+#include <set>
 
 #include "boards.h"
 
@@ -100,6 +102,32 @@ TEST(BadConfiguration, LongLinesAndValuesAreCutToTheirFields) {
         << result.out;
     EXPECT_EQ(result.status, 0);
 }
+
+#ifndef __SANITIZE_ADDRESS__ // which takes more memory than there is
+// With a little more memory each time there is enough for the program, its first texts, the tables, their
+// index, the records that are shown.
+TEST(BadConfiguration, MemoryThatRunsOutIsSaid) {
+    std::string items = "[System]\nBUSTYPE=0\n";
+    for (int i = 0; i < 8000; i++)
+        items += "[Item]\nITEM_NAME=Switch\nITEM_ID=" + std::to_string(i) +
+                 "\nITEM_CAT=SWITCH\nCHIPCODE=1B\nBUSTYPE=0\nPARAINDEX1=P\nPARAINDEX2=P\n\n";
+    std::string board = make_board(THE_MAKER, &items);
+    std::map<std::string, int> ends; // how often each message was the last one
+    for (int kib = 4000; kib < 100000 && ends["whole"] == 0; kib += 100) {
+        std::string limit = "ulimit -v " + std::to_string(kib) + "; exec ";
+        run_result result = run({"/bin/sh", "-c", limit + KESTREL_VIRTUAL + " " + board + " -t"});
+        std::vector<std::string> said = lines_of(result.err);
+        ends[result.status == 0 ? "whole" : said.empty() ? "" : said.back() + "\n"]++;
+        // 127: the program cannot be loaded; 2: kestrel-virtual cannot make its files.
+        static const std::set<int> good = {0, 2, 127, 255};
+        EXPECT_EQ(good.count(result.status), 1u) << kib << ": " << result.status << result.err;
+    }
+    EXPECT_GT(ends[WRONG], 0);
+    EXPECT_GT(ends["Error: out of memory.\n"], 0);
+    EXPECT_EQ(ends["whole"], 1);
+    EXPECT_EQ(ends[""], 0);
+}
+#endif
 
 TEST(BadConfiguration, ManyLinesItemsAndParametersAreRead) {
     std::string lines;
