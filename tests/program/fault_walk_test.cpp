@@ -436,8 +436,8 @@ TEST(FaultWalk, StepsOfAFirstStartSayWhatFailed) {
     }
 }
 
-// A start that cannot open the configuration for once takes it for missing. It does not make a new one over it, but finds
-// it when it would, as one that another copy has made; and what it finds it leaves as it is.
+// A start that cannot open the configuration for once takes it for missing. It does not make a new one over
+// it, but finds it when it would, as one that another copy has made; and what it finds it leaves as it is.
 TEST(FaultWalk, AConfigurationThatCannotBeOpenedIsNotReplaced) {
     configuration =
         changed(file_contents(BOARDS "/first-start/expect/Kestrel.ini"), "POLLING=5\n", "POLLING=77\n");
