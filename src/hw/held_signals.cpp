@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <iterator>
 #include <poll.h>
+#include <pthread.h>
 
 constexpr int ENDING[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM}; // what people and the system end programs with
 static_assert(sizeof ending_signals_caught::before == std::size(ENDING) * sizeof(struct sigaction));
@@ -42,7 +43,7 @@ static void take_effect(int number) {
     sigemptyset(&it);
     sigaddset(&it, number);
     set_handler(number, SIG_DFL);
-    raise(number);
+    pthread_kill(pthread_self(), number);
     sigprocmask(SIG_UNBLOCK, &it, &before); // here, when it is a handler that calls
     sigprocmask(SIG_SETMASK, &before, nullptr);
     set_handler(number, on_signal);
@@ -85,7 +86,7 @@ static void let_go(int number) {
     if (ends_for_certain != 0 || is_handled_here(number))
         take_effect(number);
     else
-        raise(number);
+        pthread_kill(pthread_self(), number);
 }
 
 signal_hold hold_signals(signal_hold hold) {
