@@ -45,7 +45,7 @@ void os_begin_turn() {
 void os_end_turn() {
     if (has_turn)
         give_turn_back();
-    hold_signals(HOLD_NO_SIGNAL);
+    hold_signals(HOLD_NOTHING);
 }
 
 int os_open(const char *path, int) {
@@ -83,7 +83,8 @@ FILE *os_create_private(const char *, mode_t) { return nullptr; }
 int os_fchmod(FILE *, mode_t) { return not_here(); }
 int os_fsync(FILE *) { return not_here(); }
 int os_fclose(FILE *stream) { return fclose(stream); }
-bool os_is_writable(FILE *) { return true; }
+bool os_complain_at_once(const char *) { return true; }
+void os_share_signals() {}
 bool os_is_terminal(FILE *) { return false; }
 bool os_exists(const char *) { return false; }
 int os_mode(const char *, mode_t *) { return not_here(); }

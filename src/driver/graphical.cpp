@@ -30,6 +30,7 @@ static void end_by_signals() {
     for (int number : {SIGINT, SIGTERM, SIGHUP})
         if (!os_is_ignored(number))
             g_unix_signal_add(number, end_main_loop, nullptr);
+    os_share_signals();
 }
 
 static void create_windows() {

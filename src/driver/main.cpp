@@ -13,6 +13,7 @@
 #include "hw/chip_codes.h"
 #include "hw/i2c_adapters.h"
 #include "hw/ipmi.h"
+#include "hw/machine_turn.h"
 #include "hw/os.h"
 #include "hw/text.h"
 #include "items/activation.h"
@@ -34,7 +35,10 @@ struct board_names { // zero-filled before each identification, which copies no 
     exit(FATAL_STATUS);
 }
 
-static void die_without_memory() { die("Error: out of memory.\n"); }
+static void die_without_memory() {
+    end_all_turns(); // it may be called from within one
+    die("Error: out of memory.\n");
+}
 
 static board_names identify_board() {
     board_names board = {};

@@ -10,7 +10,10 @@
 static int depth;
 static std::string unwritten; // messages that could not be written without waiting, oldest first
 
+// Tried once more before the turn ends, for a signal may end the program with it.
 static void end_outermost_turn() {
+    if (!unwritten.empty() && os_complain_at_once(unwritten.c_str()))
+        unwritten.clear();
     os_end_turn();
     std::string text = std::exchange(unwritten, {});
     if (!text.empty())
@@ -32,9 +35,6 @@ void end_all_turns() {
         end_outermost_turn();
 }
 
-// Whether it can be written now: whoever has no turn may wait, and messages keep their order.
-static bool can_be_written() { return depth == 0 || (unwritten.empty() && os_is_writable(stderr)); }
-
 void complain(const char *format, ...) {
     constexpr size_t LONGEST = 512; // the longest is some 60 characters
     char text[LONGEST];
@@ -42,8 +42,8 @@ void complain(const char *format, ...) {
     va_start(arguments, format);
     vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
-    if (can_be_written())
-        fputs(text, stderr);
-    else
-        unwritten += text;
+    if (depth == 0)
+        fputs(text, stderr); // whoever has no turn may wait
+    else if (!unwritten.empty() || !os_complain_at_once(text))
+        unwritten += text; // in their order
 }

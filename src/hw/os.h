@@ -32,6 +32,14 @@ int os_outl(uint16_t port, uint32_t value);
 void os_begin_turn();
 void os_end_turn();
 
+// Writes to standard error if that can be done without waiting for who reads it; false when it is not
+// written.
+bool os_complain_at_once(const char *text);
+
+// Called when the window has put handlers of its own in place: they are called as before, and what waits
+// knows of their signals, too.
+void os_share_signals();
+
 // Devices. os_open and os_read return a descriptor and a byte count; os_map maps read-only and shared,
 // nullptr on failure. os_copy copies out of a mapping: -1 when what was mapped is not there any more, which a
 // plain copy would die of. os_wait_readable returns what select returned, with `*readable` telling whether
@@ -51,7 +59,6 @@ int os_wait_readable(int fd, bool *readable);
 // whose failure means that what was written may not be on disk.
 FILE *os_fopen(const char *path, const char *mode);
 int os_fclose(FILE *stream);
-bool os_is_writable(FILE *stream); // whether a short text can be written without waiting for who reads it
 // A file of its own in a directory where others may write too: what lies at `path` is removed, a link never
 // followed, and the file made anew with exactly `mode`, open for writing; nullptr when that cannot be had.
 // os_fchmod changes the mode of an open file, after what was written to the stream so far is in it.
@@ -72,8 +79,8 @@ int os_list_directory(const char *path, std::vector<std::string> *names); // wit
 
 // Processes. os_system returns the shell's wait status, or -1; os_popen a stream to read the command's output
 // from, or nullptr. os_exec replaces the process by the file, with an empty argument list, and returns only
-// on failure. os_waitpid waits until that child has ended; how it ended is not asked. SIGHUP, SIGINT and
-// SIGTERM end the program meanwhile, though it may have handlers for them; other signals do not end the wait.
+// on failure. os_waitpid waits until that child has ended; how it ended is not asked. What ends programs ends
+// this one meanwhile, also when it has handlers for HUP, INT or TERM; other signals do not end the wait.
 int os_system(const char *command);
 FILE *os_popen(const char *command);
 int os_pclose(FILE *stream);

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/io.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -97,18 +96,25 @@ int os_outl(uint16_t port, uint32_t value) {
     return 0;
 }
 
+static bool has_begun; // a turn, whether there is one to be had or not
 static bool has_turn;
 
 void os_begin_turn() {
     hold_signals(HOLD_SIGNALS);
+    has_begun = true;
     has_turn = take_turn();
 }
 
 void os_end_turn() {
     if (has_turn)
         give_turn_back();
-    hold_signals(HOLD_NO_SIGNAL);
+    has_begun = false;
+    hold_signals(HOLD_NOTHING);
 }
+
+bool os_complain_at_once(const char *text) { return write_without_waiting(text); }
+
+void os_share_signals() { share_signals(); }
 
 int os_open(const char *path, int flags) { return open(path, flags | O_CLOEXEC); }
 
@@ -155,14 +161,14 @@ int os_ioctl(int fd, unsigned long request, void *argument) {
     return ioctl(fd, request, argument);
 }
 
+// Outside of a turn Ctrl-Z works as ever.
 int os_wait_readable(int fd, bool *readable) {
-    constexpr int PATIENCE_MS = 1000; // a BMC answers in milliseconds, a busy one within a second
-    if (fd < 0) {                     // which poll would wait for
+    if (fd < 0) { // which poll would wait for
         errno = EBADF;
         return -1;
     }
-    signal_hold before = hold_signals(HOLD_SIGNALS);
-    int count = wait_readable_unless_ended(fd, PATIENCE_MS);
+    int before = hold_signals(has_begun ? HOLD_SIGNALS : HOLD_ENDS);
+    int count = wait_readable_unless_ended(fd);
     int error = errno;
     hold_signals(before);
     errno = error;
@@ -174,11 +180,6 @@ int os_wait_readable(int fd, bool *readable) {
 FILE *os_fopen(const char *path, const char *mode) { return fopen(path, mode); }
 
 int os_fclose(FILE *stream) { return fclose(stream) == 0 ? 0 : -1; }
-
-bool os_is_writable(FILE *stream) {
-    pollfd out = {fileno(stream), POLLOUT, 0};
-    return poll(&out, 1, 0) == 1;
-}
 
 // Gives up the file that was just made.
 static FILE *discard_file(const char *path, int fd) {
@@ -276,7 +277,7 @@ void os_exec(const char *path) {
 // While mail is being handed over nothing is half done: a signal ends the program at once, and the child goes
 // on by itself.
 int os_waitpid(pid_t child) {
-    ending_signals_caught caught;
+    ending_at_once nothing_half_done;
     pid_t ended;
     do
         ended = waitpid(child, nullptr, 0);

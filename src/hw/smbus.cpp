@@ -216,6 +216,7 @@ int smbus_byte_data_read(uint32_t chip_code, uint32_t bus_type, uint32_t base, u
                          uint32_t *value) {
     if (hDevice == 0)
         return bus_byte_read(chip_code, bus_type, base, slave, reg, value);
+    machine_turn whole; // not while another copy has the chip in another bank
     if (ipmi_driver_option == IPMI_MAKER_DRIVER)
         return IpmiRead(slave, reg, value);
     if (ipmi_driver_option == IPMI_OPEN_DRIVER)
@@ -226,6 +227,7 @@ int smbus_byte_data_read(uint32_t chip_code, uint32_t bus_type, uint32_t base, u
 int smbus_byte_data_write(uint32_t bus_type, uint32_t base, uint32_t slave, uint32_t reg, uint32_t value) {
     if (hDevice == 0)
         return bus_byte_write(base, slave, reg, value);
+    machine_turn whole; // not while another copy has the chip in another bank
     if (ipmi_driver_option == IPMI_MAKER_DRIVER)
         return IpmiWrite(slave, reg, value);
     if (ipmi_driver_option == IPMI_OPEN_DRIVER && (bus_type & (BUS_SMBUS | BUS_HOST)) != 0)
@@ -236,6 +238,7 @@ int smbus_byte_data_write(uint32_t bus_type, uint32_t base, uint32_t slave, uint
 int smbus_word_data_read_HL(uint32_t bus_type, uint32_t base, uint32_t slave, uint32_t reg, uint32_t *value) {
     if (hDevice == 0)
         return bus_word_read(base, slave, reg, value);
+    machine_turn whole;                          // not while another copy has the chip in another bank
     if (ipmi_driver_option == IPMI_MAKER_DRIVER) // both halves from the same register, on purpose
         return two_bytes(IpmiRead, slave, reg, reg, value);
     if (ipmi_driver_option == IPMI_OPEN_DRIVER)

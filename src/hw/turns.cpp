@@ -2,12 +2,11 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
+#include <string>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -55,7 +54,7 @@ static int open_file() {
 
 // Another copy may be making it just now, which takes it no time.
 static bool lock_while_made(int fd) {
-    constexpr int LOOKS = 100;
+    constexpr int LOOKS = 10;
     constexpr timespec PAUSE = {0, 10000000};
     for (int i = 0; i < LOOKS; i++) {
         if (flock(fd, LOCK_EX | LOCK_NB) == 0)
@@ -127,19 +126,27 @@ static turn_file *share_file() {
     return shared;
 }
 
+// Who does not read it is not waited for; it is tried again then.
 static void warn_once() {
     static bool warned;
-    if (!warned)
-        fprintf(stderr, "Warning: %s: %s; another copy of this program cannot be detected.\n", TURN_FILE,
-                strerror(errno));
-    warned = true;
+    std::string message = std::string("Warning: ") + TURN_FILE + ": " + strerror(errno) +
+                          "; another copy of this program cannot be detected.\n";
+    warned = warned || write_without_waiting(message.c_str());
 }
 
 // Somebody may have tidied up: then the others share the file that took its place.
 static bool is_still_there() {
     struct stat status;
     return file != nullptr && stat(TURN_FILE, &status) == 0 && status.st_dev == file_device &&
-           status.st_ino == file_number;
+           status.st_ino == file_number && status.st_size == sizeof(turn_file);
+}
+
+static void share_anew() {
+    if (file != nullptr)
+        munmap(file, sizeof *file);
+    file = share_file();
+    if (file == nullptr)
+        warn_once();
 }
 
 // At most once a second, for it costs a system call.
@@ -150,13 +157,8 @@ static void look_at_file() {
     if (now.tv_sec == looked_at)
         return;
     looked_at = now.tv_sec;
-    if (is_still_there())
-        return;
-    if (file != nullptr)
-        munmap(file, sizeof *file);
-    file = share_file();
-    if (file == nullptr)
-        warn_once();
+    if (!is_still_there())
+        share_anew();
 }
 
 // ---- The turn
@@ -185,45 +187,40 @@ static bool take_until(time_t end_s) {
     return taken;
 }
 
-// An administrator who waits must soon know for what. Who does not read it is not waited for.
-static void tell(const char *message) {
-    pollfd out = {STDERR_FILENO, POLLOUT, 0};
-    if (poll(&out, 1, 0) == 1 && write(STDERR_FILENO, message, strlen(message)) < 0)
-        return; // nobody can be told
-}
-
-// Nothing is half done here: a signal ends the wait and the program, also where the window handles it.
+// Nothing is half done here: a signal ends the wait and the program, also where the window handles it. An
+// administrator who waits must soon know for what.
 static bool wait_for_turn() {
-    ending_signals_caught caught;
-    signal_hold before = hold_signals(HOLD_STOPS);
+    ending_at_once nothing_half_done;
+    int before = hold_signals(HOLD_STOPS);
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     bool taken = take_until(now.tv_sec + SILENCE_S + 1);
     if (!taken) {
-        tell("Warning: Another copy of this program is using the hardware; waiting for it.\n");
+        write_without_waiting(
+            "Warning: Another copy of this program is using the hardware; waiting for it.\n");
         taken = take_until(now.tv_sec + PATIENCE_S + 1);
     }
     hold_signals(before);
     return taken;
 }
 
-// The copy that was waited for in vain is stopped or hangs. It is not waited for again until it has gone on.
+// Somebody is stopped or hangs with the file's turn. All others leave it to him: the first of them that has
+// waited long enough puts a new file in its place, and they look for it within a second.
+static void leave_file() {
+    write_without_waiting("Warning: The other copy has not finished; going on without waiting for it.\n");
+    if (is_still_there())
+        unlink(TURN_FILE);
+    share_anew();
+}
+
 bool take_turn() {
-    static bool gone_past;
     look_at_file();
     if (file == nullptr)
         return false;
-    if (take_at_once()) {
-        gone_past = false;
+    if (take_at_once() || wait_for_turn())
         return true;
-    }
-    if (gone_past)
-        return false;
-    if (wait_for_turn())
-        return true;
-    gone_past = true;
-    tell("Warning: The other copy has not finished; going on without waiting for it.\n");
-    return false;
+    leave_file();
+    return file != nullptr && take_at_once();
 }
 
 void give_turn_back() { pthread_mutex_unlock(&file->turn); }

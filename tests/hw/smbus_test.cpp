@@ -643,6 +643,24 @@ TEST(MakerRoute, BytesOfAnyBus) {
             }
 }
 
+// Else another copy could have the chip in another bank just then.
+TEST(MakerRoute, AChipsRegisterIsReadAndWrittenInATurn) {
+    bmc::open_maker();
+    auto answer = test_door::on_ioctl;
+    test_door::on_ioctl = [answer](int fd, unsigned long request, void *argument) {
+        EXPECT_TRUE(test_door::in_turn);
+        return answer(fd, request, argument);
+    };
+    test_door::turns_taken = 0;
+    bmc::replies = {BYTE_5A, {bmc::bytes({0x00})}, BYTE_5A, BYTE_5A};
+    uint32_t value = UNTOUCHED;
+    EXPECT_EQ(smbus_byte_data_read(17, 1, BASE, 0x2D, 0x20, &value), 0);
+    EXPECT_EQ(smbus_byte_data_write(1, BASE, 0x2D, 0x20, 0x9B), 0);
+    EXPECT_EQ(smbus_word_data_read_HL(1, BASE, 0x2D, 0x20, &value), 0);
+    EXPECT_EQ(test_door::turns_taken, 3);
+    EXPECT_FALSE(test_door::in_turn);
+}
+
 TEST(MakerRoute, AWordIsTheSameRegisterTwice) {
     bmc::open_maker();
     for (uint32_t bus_type : {0u, 1u, 8u, 9u}) {

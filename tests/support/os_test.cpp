@@ -396,7 +396,9 @@ int os_fsync(FILE *stream) {
     return failed ? -1 : 0;
 }
 
-bool os_is_writable(FILE *) { return stderr_is_writable; }
+bool os_complain_at_once(const char *text) { return stderr_is_writable && fputs(text, stderr) >= 0; }
+
+void os_share_signals() {}
 
 int os_fclose(FILE *stream) {
     bool failed = fails("fclose");
