@@ -14,7 +14,7 @@
 #include "support/os_test.h"
 #include "support/run.h"
 
-// Encodings of which "<mb_cur_max> 2" or more is said. ASCII may differ (SJIS has a yen there).
+// Encodings whose charmap has "<mb_cur_max> 2" or more. ASCII may differ (SJIS has a yen there).
 static std::vector<std::string> encodings() {
     std::string list = "cd /usr/share/i18n/charmaps && zgrep -El '^<mb_cur_max> +[2-9]' *.gz";
     std::istringstream lines(run({"/bin/sh", "-c", list}).out);

@@ -107,7 +107,7 @@ TEST(MailScript, RecipientsAreWordsAndNothingElse) {
             << row.recipients;
 }
 
-// The script's words for the recipients, and what is said of those that are left out.
+// The script's words for the recipients, and what is reported of those that are left out.
 static std::string words_of(const std::string &recipients, std::string *said) {
     std::string script;
     *said = test_door::captured_stderr([&] { script = script_of(TEST_MAIL, recipients, "n", "x\n"); });

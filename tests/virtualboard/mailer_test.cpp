@@ -72,8 +72,8 @@ TEST(VirtualMail, RecipientsAreHarmlessOnATerminal) {
     int reads = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     ASSERT_EQ(grantpt(reads), 0);
     ASSERT_EQ(unlockpt(reads), 0);
-    int writes =
-        open(ptsname(reads), O_RDWR | O_NOCTTY | O_CLOEXEC); // what is written stays until it is read
+    // Open here too, so that what is written stays until it is read.
+    int writes = open(ptsname(reads), O_RDWR | O_NOCTTY | O_CLOEXEC);
     mail_run sent = send("", {recipient, "node 7"},
                          {"/bin/sh", "-c", "exec \"$@\" 2>" + std::string(ptsname(reads)), "sh"});
     char shown[4096];
