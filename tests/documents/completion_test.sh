@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# completion_test.sh SOURCE_DIR BUILD_DIR: what Bash offers on the tab key after kestrel and kestrel-virtual. Each case runs in
-# a clean Bash that stops at unset variables; what it prints on standard error counts as offered.
+# completion_test.sh SOURCE_DIR BUILD_DIR: what Bash offers on the tab key after kestrel and kestrel-virtual. Each case
+# runs in a clean Bash that stops at unset variables; what it prints on standard error counts as offered.
 # shellcheck disable=SC1003,SC2016 # quotes and dollars are what it is about
 set -euo pipefail
 completion=$(cd "$1/data/completion" && pwd)

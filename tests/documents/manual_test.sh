@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# manual_test.sh SOURCE_DIR BUILD_DIR: the manual pages are well-formed, and complete: every option, key, name, chip code, rule
-# and message of the program is in them, as the program has it. Prints what is missing.
+# manual_test.sh SOURCE_DIR BUILD_DIR: the manual pages are well-formed, and complete: every option, key, name, chip
+# code, rule and message of the program is in them, as the program has it. Prints what is missing.
 set -euo pipefail
 source=$(cd "$1" && pwd)
 build=$(cd "$2" && pwd)
