@@ -81,7 +81,7 @@ static void run_script(const std::string &script, const std::string &work) {
     execl("/bin/bash", "/bin/bash", script.c_str(), nullptr);
 }
 
-// `mail` stores its arguments, one a line, an empty line, and the text; it is a function, as there are more
+// `mail` stores its arguments, one per line, an empty line, and the text; it is a function, as there are more
 // arguments than a program can have.
 static const char MAIL[] = "() { printf '%s\\n' \"$@\" '' >mail; while IFS= read -r line; do printf '%s\\n' "
                            "\"$line\" >>mail; done; }";
