@@ -27,8 +27,17 @@ bool read_script(const std::string &place, std::string *text) {
     return script.is_open();
 }
 
-// Stores its arguments, one a line, an empty line, and standard input. The commands it needs itself are named
-// by their paths; its directory is the private root.
+// What a terminal would obey is "?" there, as in hw/text.h: control characters, bytes that are not UTF-8, and
+// what turns the direction of writing or ends a line.
+static const char HARMLESS_ON_A_TERMINAL[] =
+    "if [ -t 2 ]; then\n"
+    "  said=${said//[^[:print:]]/?}\n"
+    "  said=${said//[$'\\u061C\\u200E\\u200F\\u2028\\u2029\\u202A\\u202B\\u202C\\u202D\\u202E'"
+    "$'\\u2066\\u2067\\u2068\\u2069']/?}\n"
+    "fi\n";
+
+// Stores its arguments, one per line, an empty line, and standard input. The commands it needs itself are
+// named by their paths; its directory is the private root.
 static std::string mail_program(const mail_command &mail, bool kept) {
     std::ostringstream program;
     program << "#!/bin/bash\n";
@@ -37,8 +46,9 @@ static std::string mail_program(const mail_command &mail, bool kept) {
     program << "n=1\n"
                "while [ -e var/mail/$n ]; do n=$((n + 1)); done\n"
                "{ printf '%s\\n' \"$@\"; echo; /bin/cat; } >var/mail/$n || exit 1\n"
-               "printf '%s\\n' \"kestrel-virtual: mail to ${*:3}"
-            << (kept ? " kept in $PWD/var/mail/$n" : "") << "\" >&2\n"
+               "said=\"kestrel-virtual: mail to ${*:3}"
+            << (kept ? " kept in $PWD/var/mail/$n" : "") << "\"\n"
+            << HARMLESS_ON_A_TERMINAL << "printf '%s\\n' \"$said\" >&2\n"
             << "exit " << mail.status << "\n";
     return program.str();
 }

@@ -34,14 +34,14 @@ void trace(const char *format, ...) {
 }
 
 void report_unanswered(const char *format, ...) {
-    static std::set<std::string> told;
+    static std::set<std::string> reported;
     char access[512];
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(access, sizeof access, format, arguments);
     va_end(arguments);
     unanswered++;
-    if (told.insert(access).second)
+    if (reported.insert(access).second)
         fprintf(stderr, "kestrel-virtual: nothing on this board answers %s\n", access);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "hw/os.h"
+#include "hw/text.h"
 
 static const char SCRIPT[] = "/tmp/KestrelMailAlert";
 
@@ -36,12 +37,10 @@ static bool is_order(const std::string &address) {
     return false;
 }
 
-static void warn_of_order(std::string address) {
-    std::replace_if(
-        address.begin(), address.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+static void warn_of_order(const std::string &address) {
     fprintf(stderr,
             "Warning: The recipient \"%s\" is left out: the mail command would take it as an order.\n",
-            address.c_str());
+            shown_text(stderr, address.c_str()).c_str());
 }
 
 // A word is one address, or several with commas between them.
@@ -89,8 +88,8 @@ static size_t modifier_length(const char *text) {
     return text[0] != '\0' && strchr("hlqjztL", text[0]) != nullptr ? 1 : 0;
 }
 
-// How many bytes behind a per-cent sign make a conversion with it: flags, width, precision, length and the
-// letter. 0: it is none.
+// How many bytes after a per-cent sign make a conversion with it: flags, width, precision, length and the
+// letter. 0: they do not begin with one.
 static size_t conversion_length(const char *text) {
     size_t length = strspn(text, "-+ #0'");
     length += number_length(text + length);
@@ -103,7 +102,7 @@ static size_t conversion_length(const char *text) {
 
 // One would expect a name to be copied as it is. A health mail takes its whole text as a format, without
 // values: a conversion writes nothing, "%%" writes "%". Kept on purpose. A sign that begins no conversion,
-// the last one of a text for instance, is left out alone: nothing behind it is lost.
+// the last one of a text for instance, is left out alone: nothing after it is lost.
 static std::string without_conversions(const std::string &text) {
     std::string left;
     for (size_t i = 0; i < text.size(); i++) {
@@ -134,7 +133,7 @@ static std::string command_words(const std::string &words) {
     return with_backslashes(words, "$`\\\"';&|<>(){}[]*?!#~");
 }
 
-// Lines that are no text: "EOT" ends the here-document, "." the message for some `mail` commands, which take
+// Lines that are not text: "EOT" ends the here-document, "." the message for some `mail` commands, which take
 // "~!" and its like as orders, too. An item's name may begin so, and a body that was cut may end so.
 static bool is_order_line(const std::string &line) {
     return line == "EOT" || line == "." || line.compare(0, 1, "~") == 0;

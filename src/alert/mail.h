@@ -13,7 +13,7 @@ enum mail_outcome {
     MAIL_NO_WAIT,   // it could not be waited for
 };
 
-// `recipients` are handed to `mail` as they stand, parted by blanks, but for those that it would take as an
+// `recipients` are handed to `mail` unchanged, separated by blanks, but for those that it would take as an
 // order; `body` is lines, the last one ended too.
 // In a health mail conversions ("%d") are left out, see mail.cpp.
 mail_outcome send_mail(mail_kind kind, const char *recipients, const char *machine_name, const char *body);

@@ -84,7 +84,7 @@ static uint32_t number_of(key_kind kind, const char *value) {
 }
 
 // Stores the setting on `line` into `record` by the rows of `keys`; an unknown key is ignored. False when the
-// line is no setting.
+// line is not a setting.
 static bool store_setting(const char *line, const key_row *keys, void *record) {
     char key[INI_LINE_SIZE];
     const char *value;

@@ -24,7 +24,7 @@ static bool only_root_changes(mode_t mode, uid_t owner) {
     return owner == 0 && (S_ISLNK(mode) || (mode & OTHERS_WRITE) == 0);
 }
 
-// How a way ends: at a file; astray, where it leads to none or others than root can change it; or it cannot
+// How a way ends: at a file; astray, where there is no file or others than root can change it; or it cannot
 // be looked at.
 enum way_end { GOES_ON, FILE_FOUND, ASTRAY, UNKNOWN };
 
@@ -42,7 +42,7 @@ static way_end turn_off(const char *link, std::string *here, std::string *left) 
     return GOES_ON;
 }
 
-// One step: from the directory `here`, which has no slash behind its name, to the next name of what is left.
+// One step: from the directory `here`, which has no slash after its name, to the next name of what is left.
 // At the end `here` is the file.
 static way_end step_on(std::string *here, std::string *left) {
     std::string name = take_name(left);
@@ -117,7 +117,7 @@ FILE *open_new_like(const char *model, const std::string &path) {
     return nullptr;
 }
 
-// On the disk before it gets the name: after a power cut the name would stand for an empty file otherwise.
+// On the disk before it gets the name: otherwise the name would be that of an empty file after a power cut.
 bool close_new(FILE *stream, const std::string &path, bool whole) {
     whole = whole && ferror(stream) == 0 && os_fsync(stream) == 0;
     whole = os_fclose(stream) == 0 && whole;

@@ -38,7 +38,7 @@ static void write_monitor(FILE *out, const ini_line *line, const char *key, cons
 // ---- Hiding
 
 // A blank line ends a section for the reader, not here: MONITOR lines are looked for up to the next head.
-// Those of sections beyond the table are copied as they stand.
+// Those of sections beyond the table are copied unchanged.
 static void copy_with_monitors(FILE *in, FILE *out, const rewrite *what) {
     ini_section section = NO_SECTION;
     int32_t item = -1;
@@ -62,7 +62,7 @@ static void copy_with_monitors(FILE *in, FILE *out, const rewrite *what) {
 struct saved_key {
     const char *name;
     std::string (*value)(const system_settings *system);
-    size_t capacity; // of a text's field, terminator included; 0: the value is no text
+    size_t capacity; // of a text's field, terminator included; 0: the value is not a text
 };
 
 static const char *truth(uint32_t flag) { return flag == 1 ? "TRUE" : "FALSE"; }
@@ -102,7 +102,7 @@ static void end_like_a_line(ini_line *line) {
 }
 
 // Items stay items until the parameters begin; what comes after that head is copied.
-static ini_section section_behind(ini_section section, ini_section head) {
+static ini_section section_after(ini_section section, ini_section head) {
     if (section == SECTION_PARAMETER || head == NO_SECTION)
         return section;
     if (section == SECTION_ITEM && head != SECTION_PARAMETER)
@@ -170,7 +170,7 @@ static void copy_with_settings(FILE *in, FILE *out, const rewrite *what, const s
     while (read_ini_line(in, &line)) {
         end_like_a_line(&line);
         ini_section head = section_of_head(line.text);
-        section = section_behind(section, head);
+        section = section_after(section, head);
         bool replaced = false;
         if (head == NO_SECTION && section == SECTION_SYSTEM)
             replaced = replace_setting(in, out, &line, what->system, keys, count);

@@ -9,7 +9,7 @@ struct graphical_part {
     bool (*open)(int argc, char **argv); // the toolkit and its display; false when there is none
 
     // Builds and shows the windows and runs them to their end; the exit status. `build_displays` fills
-    // allItemDisps once the windows stand.
+    // allItemDisps once the windows are built.
     int (*run)(void (*build_displays)(bool generated), bool generated);
 };
 

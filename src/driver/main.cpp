@@ -53,7 +53,7 @@ static void refuse_other_users() {
     exit(FATAL_STATUS);
 }
 
-// An existing configuration is used as it stands, on whatever board. True when one was generated.
+// An existing configuration is used as it is, on whatever board. True when one was generated.
 static bool make_sure_of_configuration() {
     if (existFile(KESTREL_INI) == 0)
         return false;

@@ -9,7 +9,7 @@
 
 extern uint32_t errNoNumber; // readings that failed since the start
 
-// Once, before the first tick: colours, empty histories, every page filled from the displays as they stand,
+// Once, before the first tick: colours, empty histories, every page filled from the displays as they are,
 // the list of alert messages begun. Reads no item. Returns what pushing "Ready" onto the status bar returned.
 unsigned build_All(GtkWidget *window, item_display *displays, const system_settings *system,
                    const item_record *items, int32_t item_count, const parameter_record *parameters,

@@ -12,7 +12,7 @@
 
 constexpr uint32_t PAGE = 4096;
 constexpr uint32_t BIOS_START = 0xF0000;
-constexpr uint32_t BIOS_END = 0x100000; // first address behind it
+constexpr uint32_t BIOS_END = 0x100000; // first address after it
 constexpr uint8_t BASE_BOARD = 2;
 constexpr size_t HEADER_SIZE = 4; // type, length, handle
 
@@ -101,7 +101,7 @@ static void copy_board_strings(const uint8_t *structure, const uint8_t *end, cha
     copy_string(structure, end, 6, version);
 }
 
-// The structure behind `structure`: past its formatted area and the first pair of NUL bytes there. `end` when
+// The structure after `structure`: past its formatted area and the first pair of NUL bytes there. `end` when
 // the table breaks off.
 static const uint8_t *next_structure(const uint8_t *structure, const uint8_t *end) {
     if (static_cast<size_t>(end - structure) < structure[1])
@@ -172,7 +172,7 @@ static uint8_t *copy_table(int fd, const entry_point *entry) {
 }
 
 // The BIOS area in paragraphs of 16 bytes. It is read by pages, in a 256th of the calls; where a page does
-// not come whole the rest of it is read paragraph by paragraph, and each that does not come is told of.
+// not come whole the rest of it is read paragraph by paragraph, and each that does not come is reported.
 constexpr size_t PARAGRAPH = 16;
 
 struct bios_page {
@@ -228,7 +228,7 @@ static scan_result scan_for_base_board(int fd, char *manufacturer, char *product
     return SCAN_NOTHING;
 }
 
-// Each \t is one tab character, which sed is handed as it stands.
+// Each \t is one tab character, which sed is handed as it is.
 #define TYPE_2_LINE(what, label)                                                                             \
     "dmidecode|grep -i 'DMI type 2,' -A 6 | grep " what " | sed 's/" label ": //g' | sed 's/\t//g'"
 
@@ -360,7 +360,7 @@ static uint8_t *search_area(int fd, memory_area *area, size_t from, const char *
     return nullptr;
 }
 
-// The line number is part of the message, whatever line stands there now; kept on purpose.
+// The line number is part of the message, whatever line is there now; kept on purpose.
 [[noreturn]] static void end_without_memory() {
     int error = errno;
     fprintf(stderr, "Error at line %d, file %s (%d) [%s]\n", 146, "system", error, strerror(error));

@@ -1,5 +1,5 @@
 #pragma once
-// The chip codes of the configuration file. The file carries only numbers; a name stands here where the
+// The chip codes of the configuration file. The file carries only numbers; a name is given here where the
 // chip's own routines carry it.
 
 #include <cstdint>

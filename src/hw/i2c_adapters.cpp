@@ -265,7 +265,7 @@ static FILE *open_name_file(const std::string &adapter) {
     return nullptr;
 }
 
-// The number in "i2c-7"; false for another name, or a number that is none of a bus.
+// The number in "i2c-7"; false for another name, or a number that is not a bus's.
 static bool parse_bus_number(const char *entry, int *number) {
     constexpr size_t PREFIX = sizeof "i2c-" - 1;
     if (strncmp(entry, "i2c-", PREFIX) != 0)
@@ -278,8 +278,8 @@ static bool parse_bus_number(const char *entry, int *number) {
     return true;
 }
 
-// An adapter on the ISA bus and an entry that is no bus are counted all the same, and their slot stays as it
-// was; kept on purpose.
+// An adapter on the ISA bus and an entry that is not a bus are counted all the same, and their slot stays as
+// it was; kept on purpose.
 static void fill_from_name(const std::string &entry, const char *name, i2c_bus *slot) {
     int number;
     if (strncmp(name, "ISA ", 4) == 0 || !parse_bus_number(entry.c_str(), &number))
@@ -326,7 +326,7 @@ int print_i2c_busses(int fill) {
 
 int init_i2c_bus_list() {
     print_i2c_busses(1);
-    return 0; // no bus at all is no failure
+    return 0; // that there is no bus at all is not a failure
 }
 
 int dump_i2c_bus_list() { return 0; }

@@ -15,7 +15,7 @@ constexpr uint8_t READ_TWO = 2;
 // The byte of an argument: of what is longer only the low byte is sent.
 static uint8_t low(uint32_t value) { return static_cast<uint8_t>(value & 0xFF); }
 
-// A slave's address as it stands on the bus, with room for the read bit.
+// A slave's address as it is sent on the bus, with room for the read bit.
 static uint8_t on_bus(uint32_t slave) { return static_cast<uint8_t>((slave & 0xFF) * 2); }
 
 // Sends the request and hands back `taken` bytes of the reply from byte `first` on, the first of them
@@ -127,7 +127,7 @@ int IpmiByteRead_oem_30_93(uint32_t index, uint32_t *value) {
     return read_byte(NETFN_OEM, 0x93, {low(index)}, value);
 }
 
-// Register 0 stands for the limit, which has none in the BMC: 95 degrees, kept on purpose.
+// Register 0 means the limit, which has no register in the BMC: 95 degrees, kept on purpose.
 int IpmiByteRead_oem_30_95(uint32_t reg, uint32_t *value) {
     if (reg == 0) {
         *value = 0x5F;

@@ -12,7 +12,7 @@ constexpr uint8_t CMD_GET_DEVICE_ID = 0x01;
 constexpr uint8_t CMD_GET_SYSTEM_GUID = 0x37;
 constexpr uint8_t CMD_MASTER_WRITE_READ = 0x52;
 
-// Completion code in byte 0, data behind it. Byte 0 is set to NO_REPLY before a command, so that a transfer
+// Completion code in byte 0, data after it. Byte 0 is set to NO_REPLY before a command, so that a transfer
 // that failed is never taken for the reply before it.
 constexpr size_t REPLY_CAPACITY = 80;
 constexpr uint8_t NO_REPLY = 0xFF;
@@ -37,7 +37,7 @@ struct imbp_request {
 int open_imb(); // 1: open (or already open), 0: failure
 
 // 0, or 1 for a failure. `*reply_length` is the capacity of `reply` going in and the number of data bytes
-// coming out; the completion code stands apart.
+// coming out; the completion code is returned apart.
 int SendTimedImbpRequest(const imbp_request *request, uint32_t timeout_ms, uint8_t *reply,
                          uint32_t *reply_length, uint8_t *completion_code);
 
@@ -58,8 +58,8 @@ bool openipmi_is_open();
 size_t openipmi_command(uint8_t netfn, uint8_t command, const uint8_t *data, size_t length,
                         uint8_t reply[REPLY_CAPACITY]);
 
-// Its two steps. 0, or an errno (said on standard error); -1 for a wrong address type. The receive waits for
-// ever.
+// Its two steps. 0, or an errno (reported on standard error); -1 for a wrong address type. The receive waits
+// for ever.
 int ipmi_cmd_req2(int fd, int address_type, int channel, int slave, int lun, int32_t message_id,
                   uint8_t netfn, uint8_t command, size_t length, const uint8_t *data);
 int Ipmip_449000(int fd, int address_type, int channel, int slave, int lun, size_t capacity, uint8_t *data,

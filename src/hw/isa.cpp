@@ -13,7 +13,7 @@ struct isa_ports {
     uint16_t data;
 };
 
-// False for numbers that are no ports.
+// False for numbers that are not ports.
 static bool ports_of(uint32_t index_port, uint32_t data_port, isa_ports *ports) {
     *ports = {static_cast<uint16_t>(index_port), static_cast<uint16_t>(data_port)};
     return is_port(index_port, 0) && is_port(data_port, 0);

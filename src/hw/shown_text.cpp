@@ -4,8 +4,8 @@
 
 #include "hw/os.h"
 
-// The bits that a lead byte adds to its character, and how many bytes follow it; none for a byte that leads
-// none.
+// The bits that a lead byte adds to its character, and how many bytes follow it; NO_LEAD for a byte that
+// does not begin a character.
 struct lead {
     uint32_t bits;
     size_t following;
@@ -34,7 +34,7 @@ static size_t decode(const char *text, uint32_t *code) {
     uint32_t read = lead.bits;
     for (size_t i = 1; i <= lead.following; i++) {
         auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xC0) != 0x80) // a terminator is none either
+        if ((byte & 0xC0) != 0x80) // a terminator does not follow either
             return 0;
         read = read << 6 | (byte & 0x3Fu);
     }

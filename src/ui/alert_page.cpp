@@ -77,7 +77,7 @@ static void show_settings(GtkWidget *window, const system_settings *system) {
     set_entry_quietly(lookup_widget(window, "entryMachineName"), shown_text(system->MachineName).c_str());
     set_entry_quietly(lookup_widget(window, "entryRecipientMailbox"), shown_text(system->MailBox).c_str());
     // Unlike the entries' handlers the button's is raised: mail switched on in the file without a name or
-    // recipients is told once, and switched off.
+    // recipients is reported once, and switched off.
     GtkWidget *check = lookup_widget(window, "checkbuttonMailAlert");
     gtk_toggle_button_set_active(GTK_TOGGLE_BUTTON(check), system->MailAlert != 0);
 }

@@ -15,6 +15,6 @@ GtkWidget *create_alert_page(); // to be put into the notebook
 void build_Alert(GtkWidget *window, const system_settings *system, const item_display *displays,
                  int32_t count);
 
-// True when the mail's script was run, however it ended. Else what hindered it is said on standard output, if
-// at all.
+// True when the mail's script was run, however it ended. Else what hindered it is reported on standard
+// output, if at all.
 bool was_mailed(mail_outcome outcome);

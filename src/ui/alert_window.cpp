@@ -28,7 +28,7 @@ void show_current_message() {
     show_counter(mywindowAlertMessage);
 }
 
-// ---- Its place. A window that is shown again is placed by the window manager, so it is told where it was.
+// ---- Its place. A window that is shown again is placed by the window manager, so it is given its old place.
 
 static bool was_shown;
 static int last_x;

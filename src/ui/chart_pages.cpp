@@ -164,7 +164,7 @@ static void build_page(GtkWidget *window, const chart_page *page, const item_dis
     }
     for (unsigned unused = slot; unused < page->slots; unused++)
         hide_slot(window, page, unused);
-    // Separators stand between rows only: the last row has none.
+    // Separators are shown between rows only, not after the last one.
     for (unsigned i = slot > 0 ? slot - 1 : 0; i < page->slots; i++)
         gtk_widget_hide(member(window, "hseparator", page, "", i));
 }

@@ -11,7 +11,7 @@ GtkWidget *create_fan_page(); // to be put into the notebook
 GtkWidget *create_voltage_page();
 GtkWidget *create_thermal_page();
 
-// Show the displays as they stand, and append each monitored item's value to its history.
+// Show the displays as they are, and append each monitored item's value to its history.
 void build_Fan(GtkWidget *window, const item_display *displays, int32_t count);
 void build_Voltage(GtkWidget *window, const item_display *displays, int32_t count);
 void build_Thermal(GtkWidget *window, const item_display *displays, int32_t count);

@@ -150,7 +150,7 @@ void create_item_list(GtkWidget *window) {
 // ---- Refresh
 
 static GtkTreeIter iter;
-static bool on_old_row; // `iter` stands on a row of the refresh before
+static bool on_old_row; // `iter` is on a row of the refresh before
 
 static void set_row(char *const myrecord[LIST_COLUMNS], const item_display *display) {
     for (int column = 0; column < LIST_COLUMNS; column++)

@@ -68,7 +68,8 @@ static void add_item(GtkWidget *table, const summary_section *section, unsigned 
     attach(table, new_name_label(label.c_str()), column, row + 1, AS_WIDE_AS_COLUMN);
 }
 
-// Keeps the width of a column whose widgets are all hidden, so that the sections stand below each other.
+// Keeps the width of a column whose widgets are all hidden, so that the sections are aligned below each
+// other.
 static void keep_width(GtkWidget *table, unsigned column, int width, GtkAttachOptions across) {
     GtkWidget *keeper = size_widget(gtk_label_new(nullptr), width, NATURAL);
     gtk_widget_show(keeper);
@@ -167,7 +168,7 @@ static bool used_below(const summary_state *state, unsigned section) {
     return false;
 }
 
-// A separator stands only between a section with rows and another with rows further down.
+// A separator is shown only between a section with rows and another with rows further down.
 static void show_frame(GtkWidget *window, const summary_state *state, unsigned i) {
     bool used = state->complete && state->used[i] > 0;
     set_shown(part(window, "imageSummary", &sections[i]), state->abnormal[i]);

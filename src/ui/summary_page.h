@@ -8,5 +8,5 @@
 
 GtkWidget *create_summary_page(); // to be put into the notebook
 
-// Shows the displays as they stand.
+// Shows the displays as they are.
 void build_Summary(GtkWidget *window, const item_display *displays, int32_t count);

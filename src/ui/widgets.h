@@ -69,14 +69,14 @@ void glade_set_atk_action_description(AtkAction *action, const char *action_name
 
 // ---- Showing
 
-// Text from outside (names in a file, chips) as the toolkit can show it: what is no UTF-8 gives way to
+// Text from outside (names in a file, chips) as the toolkit can show it: what is not UTF-8 gives way to
 // replacement characters.
 std::string shown_text(const char *text);
 
 void show_label(GtkWidget *label, const char *text);   // sets the text, made to fit, and shows the label
 void show_button(GtkWidget *button, const char *text); // the same of a button
 // The same of a name, which may be of any length: one that cannot be made to fit has dots in its middle (the
-// numbers that tell names apart stand at their ends) and is shown whole by the pointer.
+// numbers that tell names apart are at their ends) and is shown whole by the pointer.
 void show_name(GtkWidget *label, const char *name, int room);
 void set_entry_quietly(GtkWidget *entry, const char *text); // without raising its handlers
 void set_shown(GtkWidget *widget, bool shown);

@@ -14,7 +14,7 @@
 #include "support/os_test.h"
 #include "support/run.h"
 
-// Encodings of which "<mb_cur_max> 2" or more is said. ASCII may differ (SJIS has a yen there).
+// Encodings whose charmap has "<mb_cur_max> 2" or more. ASCII may differ (SJIS has a yen there).
 static std::vector<std::string> encodings() {
     std::string list = "cd /usr/share/i18n/charmaps && zgrep -El '^<mb_cur_max> +[2-9]' *.gz";
     std::istringstream lines(run({"/bin/sh", "-c", list}).out);
@@ -81,7 +81,7 @@ static void run_script(const std::string &script, const std::string &work) {
     execl("/bin/bash", "/bin/bash", script.c_str(), nullptr);
 }
 
-// `mail` stores its arguments, one a line, an empty line, and the text; it is a function, as there are more
+// `mail` stores its arguments, one per line, an empty line, and the text; it is a function, as there are more
 // arguments than a program can have.
 static const char MAIL[] = "() { printf '%s\\n' \"$@\" '' >mail; while IFS= read -r line; do printf '%s\\n' "
                            "\"$line\" >>mail; done; }";

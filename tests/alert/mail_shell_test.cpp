@@ -15,7 +15,7 @@
 #define INFORMATION " has the following health information:\n"
 
 struct received_mail {
-    std::string arguments; // one a line
+    std::string arguments; // one per line
     std::string text;
 };
 

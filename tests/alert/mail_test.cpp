@@ -107,7 +107,7 @@ TEST(MailScript, RecipientsAreWordsAndNothingElse) {
             << row.recipients;
 }
 
-// The script's words for the recipients, and what is said of those that are left out.
+// The script's words for the recipients, and what is reported of those that are left out.
 static std::string words_of(const std::string &recipients, std::string *said) {
     std::string script;
     *said = test_door::captured_stderr([&] { script = script_of(TEST_MAIL, recipients, "n", "x\n"); });
@@ -160,13 +160,25 @@ TEST(MailRecipients, OnlyTheOrderIsLeftOut) {
         {"a,-b,c,+d,e", "a,c,e", left_out("-b") + left_out("+d")},
         {"a -f --b - c-d", "a    c-d", left_out("-f") + left_out("--b") + left_out("-")},
         {"a\n-f", "a ", left_out("-f")},
-        {"a -\xC3\xBC", "a ", left_out("-??")},
+        {"a -\xC3\xBC", "a ", left_out("-\xC3\xBC")},
     };
     for (const auto &row : table) {
         std::string said;
         EXPECT_EQ(words_of(row.recipients, &said), row.words) << row.recipients;
         EXPECT_EQ(said, row.said) << row.recipients;
     }
+}
+
+// A pipe gets every byte of the address, a terminal nothing that it would obey.
+TEST(MailRecipients, OnATerminalAnOrderIsHarmless) {
+    const char *order = "-M\xC3\xBCller\xC2\x9B\xE2\x80\xAE\xFF";
+    auto send = [order] { send_mail(TEST_MAIL, (std::string("a ") + order).c_str(), "n", "x\n"); };
+    test_door::reset();
+    EXPECT_EQ(test_door::captured_stderr(send), left_out(order));
+    test_door::terminal = true;
+    std::string said = test_door::captured_stderr(send);
+    test_door::reset();
+    EXPECT_EQ(said, left_out("-M\xC3\xBCller???"));
 }
 
 // `mail` without a recipient may take the text as orders.

@@ -96,17 +96,17 @@ TEST(Generate, Sections) {
          "[SYSTEM]\nA=1\n[System]\nB=2\n"},
         {"the last line needs no end", "[_BOARD-1_]\n[SYSTEM]\nA=1", "[SYSTEM]\nA=1\n"},
         {"[SYSTEM] itself is the last line", "[_BOARD-1_]\n[SYSTEM]", "[SYSTEM]\n"},
-        {"anything behind [_ ends it", "[_BOARD-1_]\n[SYSTEM]\nA=1\n[_\nB=2\n", "[SYSTEM]\nA=1\n"},
+        {"anything after [_ ends it", "[_BOARD-1_]\n[SYSTEM]\nA=1\n[_\nB=2\n", "[SYSTEM]\nA=1\n"},
         {"nothing is taken up again",
          "[_BOARD-1_]\n[SYSTEM]\nA=1\n[_BOARD-2_]\n[SYSTEM]\nB=2\n"
          "[_BOARD-1_]\n[SYSTEM]\nC=3\n",
          "[SYSTEM]\nA=1\n"},
-        {"[ _ is no head", "[_BOARD-1_]\n[SYSTEM]\n[ _BOARD-2_]\n [_BOARD-2_]\nB=2\n",
+        {"[ _ is not a head", "[_BOARD-1_]\n[SYSTEM]\n[ _BOARD-2_]\n [_BOARD-2_]\nB=2\n",
          "[SYSTEM]\n[ _BOARD-2_]\n [_BOARD-2_]\nB=2\n"},
         {"longer and shorter names are other boards",
          "[_BOARD-10_]\n[SYSTEM]\nA=1\n[_BOARD-_]\n[SYSTEM]\nA=2\n[_BOARD-1_]\n[SYSTEM]\nA=3\n",
          "[SYSTEM]\nA=3\n"},
-        {"a head with something behind it is another line",
+        {"a head with something after it is another line",
          "[_BOARD-1_] \n[SYSTEM]\nA=1\n[_BOARD-1_]\n[SYSTEM]\nA=2\n", "[SYSTEM]\nA=2\n"},
         {"[SYSTEM] before the head is another board's", "[SYSTEM]\nA=1\n[_BOARD-1_]\n[SYSTEM]\nA=2\n",
          "[SYSTEM]\nA=2\n"},
@@ -119,7 +119,7 @@ TEST(Generate, CommentsAreNotCopied) {
     EXPECT_EQ(
         generated(";; all boards\n;;\n[_BOARD-1_]\n;; its layout\n[SYSTEM]\n;;A\nA=1\n;;\n;; \n;B\n ;; C\n"
                   "A=2;;\n;;[_BOARD-2_]\n;;[SYSTEM]\n;\n"),
-        "[SYSTEM]\nA=1\n;;\n;B\n ;; C\nA=2;;\n;\n"); // two characters alone are no comment
+        "[SYSTEM]\nA=1\n;;\n;B\n ;; C\nA=2;;\n;\n"); // two characters alone are not a comment
     EXPECT_EQ(generated(";;[_BOARD-1_]\n;;[SYSTEM]\nA=1\n[_BOARD-1_]\n[SYSTEM]\nA=2\n"), "[SYSTEM]\nA=2\n");
 }
 
@@ -282,7 +282,7 @@ TEST(GenerateFailure, NothingIsCreatedForAnUnknownBoard) {
     EXPECT_EQ(test_door::file("/etc/Kestrel.ini"), "[System]\n");
 }
 
-// ---- The R2M family. The chip sits on bus 0 behind the adapter at 1100.
+// ---- The R2M family. The chip is on bus 0 behind the adapter at 1100.
 
 constexpr int I2C_FD = 50;
 

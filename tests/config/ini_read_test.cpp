@@ -129,7 +129,7 @@ TEST(Load, FilesWithoutItems) {
         {"empty", ""},
         {"a newline", "\n"},
         {"carriage returns", "[System]\r\nBUSTYPE=2\r\n[Item]\r\nITEM_NAME=a\r\n[Parameter]\r\nSLAVE=1\r\n"},
-        {"heads with a blank behind them", "[System] \nBUSTYPE=2\n[Item] \nITEM_NAME=a\n"},
+        {"heads with a blank after them", "[System] \nBUSTYPE=2\n[Item] \nITEM_NAME=a\n"},
         {"parameters alone", "[Parameter]\nPARAMETER=VOL1H\nSLAVE=1\n"},
         {"NUL bytes", std::string(10000, '\0')},
         {"one line", std::string(100000, '=')},

@@ -872,7 +872,7 @@ TEST(RewriteItemsPage, NulBytesAreCopied) {
                              nul + "=x\n" + nul + nul;
     EXPECT_EQ(with_items_page(kept, {1}), kept);
     EXPECT_EQ(with_alert_page(kept), kept);
-    // Behind the "=" they belong to the value.
+    // After the "=" they belong to the value.
     EXPECT_EQ(with_items_page("[System]\nPOLLING=5" + nul + "6\nX=1\n", {}), "[System]\nPOLLING=30\nX=1\n");
 }
 

@@ -1,6 +1,7 @@
 #!/bin/bash
-# desktop_test.sh SOURCE_DIR BUILD_DIR: the files of the desktop are valid, and kestrel-pkexec starts what it should. The
-# wrapper runs with stand-ins for pkexec, the program and `id`, so that no password is asked for and nothing is started.
+# desktop_test.sh SOURCE_DIR BUILD_DIR: the files of the desktop are valid, and kestrel-pkexec starts what it should.
+# The wrapper runs with stand-ins for pkexec, the program and `id`, so that no password is asked for and nothing is
+# started.
 set -euo pipefail
 desktop=$1/data/desktop
 scratch=$(mktemp -d "$2/desktop_test.XXXXXX")

@@ -1,5 +1,6 @@
-# blocks.awk -v into=DIR [-v manual=1] DOCUMENT: takes the examples out of a Markdown document or a manual page. Each becomes
-# two files, DIR/0001.head (its line and the words of its marker) and DIR/0001.text; a "board:" remark is one, too.
+# blocks.awk -v into=DIR [-v manual=1] DOCUMENT: takes the examples out of a Markdown document or a manual page. Each
+# becomes two files, DIR/0001.head (its line and the words of its marker) and DIR/0001.text; a "board:" remark is one,
+# too.
 # What has no marker is reported on standard output as "LINE: what".
 
 function say(what) { print NR ": " what }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# completion_test.sh SOURCE_DIR BUILD_DIR: what Bash offers on the tab key after kestrel and kestrel-virtual. Each case runs in
-# a clean Bash that stops at unset variables; what it prints on standard error counts as offered.
+# completion_test.sh SOURCE_DIR BUILD_DIR: what Bash offers on the tab key after kestrel and kestrel-virtual. Each case
+# runs in a clean Bash that stops at unset variables; what it prints on standard error counts as offered.
 # shellcheck disable=SC1003,SC2016 # quotes and dollars are what it is about
 set -euo pipefail
 completion=$(cd "$1/data/completion" && pwd)
@@ -183,10 +183,10 @@ program=$build/virtualboard/kestrel-virtual
 help=$("$program" --help | grep -o '^  --[a-z]*' | tr -d ' ')
 virtual_offers "the options of its page" "$help" "$program" -
 virtual_offers "an option" "$(lines --sleeps --speed --strict)" "$program" --fast --trace file --s
-virtual_offers "an option behind an argument that a colon cuts" "--clock" "$program" --fail 3 : EIO --cl
+virtual_offers "an option after an argument that a colon cuts" "--clock" "$program" --fail 3 : EIO --cl
 virtual_offers "the boards of the build" "$(cd "$boards" && ls -d w8*)" "$program" w8
-virtual_offers "a board behind options" "lively" "$program" --strict --speed 10 li
-virtual_offers "a board behind a time" "lively" "$program" --clock '"2026-01-05 10:00:00"' li
+virtual_offers "a board after options" "lively" "$program" --strict --speed 10 li
+virtual_offers "a board after a time" "lively" "$program" --clock '"2026-01-05 10:00:00"' li
 virtual_offers "a number" "" "$program" --uid ''
 
 mkdir -p installed/bin installed/share/kestrel/boards/{alpha,beta,no-board} work/alone 'work/my board/root/etc' work/al-dir

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# manual_test.sh SOURCE_DIR BUILD_DIR: the manual pages are well-formed, and complete: every option, key, name, chip code, rule
-# and message of the program is in them, as the program has it. Prints what is missing.
+# manual_test.sh SOURCE_DIR BUILD_DIR: the manual pages are well-formed, and complete: every option, key, name, chip
+# code, rule and message of the program is in them, as the program has it. Prints what is missing.
 set -euo pipefail
 source=$(cd "$1" && pwd)
 build=$(cd "$2" && pwd)
@@ -72,7 +72,7 @@ at_least 14 "options of kestrel-virtual"
 capacities=$(awk '/^struct/ { record = $2 } match($0, /^ *char [A-Za-z0-9]+\[[0-9]+\]/) {
   split(substr($0, RSTART, RLENGTH), part, /[][ ]+/); print record, part[3], part[4] }' "$source/src/config/settings.h")
 
-section_of() { # section_of RECORD: what is said of its section
+section_of() { # section_of RECORD: what the page says of its section
   case $1 in
   system_settings) sed 's/.*THE \[SYSTEM\] SECTION//; s/THE \[ITEM\] SECTIONS.*//' ;;
   item_record) sed 's/.*THE \[ITEM\] SECTIONS//; s/THE \[PARAMETER\] SECTIONS.*//' ;;

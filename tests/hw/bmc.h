@@ -24,7 +24,7 @@ constexpr int MAKER_FD = 50;
 constexpr int OPENIPMI_FD = 51;
 constexpr size_t ALL = SIZE_MAX;
 
-// What the driver leaves in the buffer, and how many of these bytes it says are the reply: what is behind
+// What the driver leaves in the buffer, and how many of these bytes it says are the reply: what follows
 // them is a lure for whoever reads past the end.
 struct reply {
     std::string bytes;

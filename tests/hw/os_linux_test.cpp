@@ -508,7 +508,7 @@ TEST(Start, MakesTheEnvironmentAnew) {
               "XAUTHORITY=/home/joe/.Xauthority\n");
 }
 
-// Ignored, every mail that was sent would be told as one that could not be waited for.
+// Ignored, every mail that was sent would be reported as one that could not be waited for.
 TEST(Start, ChildrenCanBeWaitedForWhateverTheCallerIgnores) {
     pid_t child = fork();
     if (child == 0) {

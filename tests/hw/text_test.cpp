@@ -193,7 +193,7 @@ TEST(ShownText, ATerminalGetsQuestionMarksForWhatItWouldObey) {
     }
 }
 
-// Three bytes, one value of 97: none leaves a control character to a terminal.
+// Three bytes, one value of 97: no text leaves a control character to a terminal.
 TEST(ShownText, NothingSlipsThrough) {
     test_door::reset();
     for (unsigned number = 0; number < 1u << 24; number += 97) {

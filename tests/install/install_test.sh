@@ -1,6 +1,6 @@
 #!/bin/bash
-# install_test.sh SOURCE_DIR BUILD_DIR: what `cmake --install` puts where, with which modes; that it runs from there; and that a
-# second installation leaves the administrator's files alone.
+# install_test.sh SOURCE_DIR BUILD_DIR: what `cmake --install` puts where, with which modes; that it runs from there;
+# and that a second installation leaves the administrator's files alone.
 set -euo pipefail
 source=$1
 build=$2

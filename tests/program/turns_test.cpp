@@ -1,5 +1,5 @@
-// Copies of the program that run at once take turns at the machine. The calls of a run show when it has its
-// turn: in every chip's sequence, for no longer, and never while anybody is waited for.
+// Copies of the program that run at the same time take turns at the machine. The calls of a run show when it
+// has its turn: in every chip's sequence, for no longer, and never while waiting for anybody.
 #include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #pragma once
-// Somebody who starts the program's window on a virtual board and uses it, by keys and by the mouse. What is
-// waited for is waited for until it is there, 20 seconds at most.
+// Somebody who starts the program's window on a virtual board and uses it, by keys and by the mouse. A wait
+// ends when what it waits for is there, after 20 seconds at most.
 
 #include <functional>
 #include <string>

@@ -408,8 +408,8 @@ TEST(WindowStatus, AButtonClearsItsLatchAndIsBlockedUntilTheNextTick) {
     EXPECT_EQ(behind_start_up(board, trace(run)), cleared);
 }
 
-// Behind a tick it can be pressed again: the switch is closed now, so it is read, and again at the end.
-TEST(WindowStatus, AButtonCanBePressedAgainBehindATick) {
+// After a tick it can be pressed again: the switch is closed now, so it is read, and again at the end.
+TEST(WindowStatus, AButtonCanBePressedAgainAfterATick) {
     std::string board = troubled_board("300");
     window_run run = start({board});
     press_status_button();

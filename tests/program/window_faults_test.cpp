@@ -269,7 +269,7 @@ static bool has_ended(const window_run &run) {
            info.si_pid == run.child;
 }
 
-// Not behind it: nobody knows when that is.
+// Not after it: nobody knows when that is.
 TEST(WindowFaults, ASignalWhileMailHangsEndsTheProgram) {
     for (int number : {SIGTERM, SIGINT, SIGHUP}) {
         window_run run = start({small_board("300", "[mail]\nhangs_s = 600\n")});

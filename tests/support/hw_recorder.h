@@ -25,6 +25,6 @@ void reset(); // no answers, an empty log, no BMC
 void answer(const std::string &line, uint32_t value);
 void fail(const std::string &line);                        // takes an answer back, or makes a write fail
 void answer_once(const std::string &line, uint32_t value); // the next such call only, before `answer`
-std::string take_log();                                    // the calls since the last time, one a line
+std::string take_log();                                    // the calls since the last time, one per line
 
 } // namespace hw_recorder

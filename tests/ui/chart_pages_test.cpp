@@ -165,7 +165,7 @@ TEST(Charts, SeparatorsStandBetweenRowsOnly) {
         build(page, run_of(page.make, "Item", 2, 10));
         EXPECT_EQ(separators(page), strings{"0"}) << page.kind << ", fewer than before";
         build(page, {});
-        EXPECT_EQ(separators(page), strings()) << page.kind << ", none any more";
+        EXPECT_EQ(separators(page), strings()) << page.kind << ", no longer any";
     }
 }
 

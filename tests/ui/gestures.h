@@ -8,7 +8,7 @@
 
 #include "support/window.h"
 
-// The windows that earlier tests of this process left behind disappear: their dialogs would be counted.
+// The windows that earlier tests of this process left disappear: their dialogs would be counted.
 inline void hide_windows() {
     GList *windows = gtk_window_list_toplevels();
     for (GList *entry = windows; entry != nullptr; entry = entry->next)

@@ -106,7 +106,7 @@ static void nothing(bool) {}
 TEST(GraphicalStart, BuildsTheDisplaysOnceAsItIsTold) {
     for (bool generated : {false, true}) {
         std::vector<bool> calls;
-        at_displays = [&calls](bool told) { calls.push_back(told); };
+        at_displays = [&calls](bool generated_now) { calls.push_back(generated_now); };
         in_main_loop = [] {};
         EXPECT_EQ(run_mode(generated), 0);
         EXPECT_EQ(calls, std::vector<bool>{generated});

@@ -294,7 +294,7 @@ TEST(PollingEntry, PastedTextIsCutAtThreeCharacters) {
     }
 }
 
-// A line break is no digit, as a blank is none.
+// A line break is not a digit, nor is a blank.
 TEST(PollingEntry, PastedLineBreakIsRefused) {
     for (const char *pasted : {"12\n", "1\n2", "\n12", "12\r", "1\r\n", "\n", "60\n70", "12 "}) {
         start(three_items());

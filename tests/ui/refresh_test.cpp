@@ -62,7 +62,7 @@ static item_record processor() { return make("CPU1", CAT_TEMP, 7, 0x17, "TempLim
 
 // A fan is normal above 0 rpm, a temperature below 100 degrees; a voltage never, its limits being the same.
 static void answer_limits() {
-    answer("isa_fan 0 5e", 8191); // the count of a fan that stands still
+    answer("isa_fan 0 5e", 8191); // the count of a fan that does not turn
     answer("isa_read 0 50", 100);
     answer("isa_read 0 51", 100);
     answer("isa_read 0 52", 0);
@@ -374,7 +374,7 @@ TEST(Tick, OneSampleATickForWhatIsMonitored) {
     EXPECT_EQ(history(vectorThermal[1]), ends_in({40}));
     allItemDisps[1].monitor = 0;
     updateAll();
-    EXPECT_EQ(history(vectorThermal[1]), ends_in({40})); // it stands still
+    EXPECT_EQ(history(vectorThermal[1]), ends_in({40})); // it does not move on
 }
 
 // Another label under a known name is filled from the next tick on: nothing is remembered from tick to tick.

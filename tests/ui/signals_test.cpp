@@ -1,4 +1,4 @@
-// Which handler each widget's signal goes to, and which widgets have none.
+// Which handler each widget's signal goes to, and which widgets have no handler.
 #include "ui/windows.h"
 
 #include <gtest/gtest.h>

@@ -276,7 +276,7 @@ static void check_list() {
 
 TEST(TextRoom, IsEnoughInTheListForTheNamesOfOurBoards) { on_each_screen(check_list); }
 
-// Long names stand side by side on the Summary, with four pixels between them.
+// Long names are side by side on the Summary, with four pixels between them.
 static void check_gaps() {
     open_with(items_with_long_names());
     show_page(0);

@@ -56,7 +56,7 @@ TEST(LookupWidget, FindsFromAPopUpMenuThroughTheWidgetItHangsOn) {
 
 TEST(LookupWidget, FindsThroughTheParentKeyWhereNoParentIs) {
     GtkWidget *app = new_app();
-    GtkWidget *menu = gtk_menu_new(); // hangs on nothing; the window that the toolkit puts it in is none
+    GtkWidget *menu = gtk_menu_new(); // hangs on nothing; the toolkit's window around it is not a parent
     GtkWidget *item = gtk_menu_item_new_with_label("Details");
     gtk_menu_shell_append(GTK_MENU_SHELL(menu), item);
     g_object_set_data(G_OBJECT(menu), "GladeParentKey", registered(app, "vbox1"));
@@ -406,7 +406,7 @@ TEST(ShowName, ShortensOnlyWhatCannotBeWrittenSmallEnough) {
     }
 }
 
-// The numbers that tell them apart stand at their ends.
+// The numbers that tell them apart are at their ends.
 TEST(ShowName, LeavesBothEndsOfALongName) {
     test_window::open_display();
     GtkWidget *label = gtk_label_new("");

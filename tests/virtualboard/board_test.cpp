@@ -1,4 +1,4 @@
-// board.toml: what it may contain, and that a mistake is found and said with its line.
+// board.toml: what it may contain, and that a mistake is found and reported with its line.
 #include "board.h"
 
 #include <cerrno>

@@ -126,7 +126,7 @@ TEST(PCIFunctions, ADwordIsReadAtTheAddressThatWasWritten) {
         uint32_t dword;
     } table[] = {
         {0x8001FB00, 0x1E228086}, {0x8001FB20, 0x1101},
-        {0x8001FB23, 0x1101},     // bits 0 and 1 are no part of the register
+        {0x8001FB23, 0x1101},     // bits 0 and 1 are not part of the register
         {0x8001FB24, 0},          // a register that was not named
         {0x8001FA00, 0xFFFFFFFF}, // another function
         {0x8000FB00, 0xFFFFFFFF}, // another bus

@@ -365,7 +365,7 @@ TEST(PortBlock, ItsBankSelectRegisterChoosesTheRegistersBehindThePorts) {
     uint8_t value = 0;
     block_inb(&block, 0x612, 0, &value);
     EXPECT_EQ(value, 1);
-    EXPECT_EQ(block_outb(&block, 0x60F, 0, 0xA1), ANSWERED); // bits 5 to 7 are no part of the bank
+    EXPECT_EQ(block_outb(&block, 0x60F, 0, 0xA1), ANSWERED); // bits 5 to 7 are not part of the bank
     block_inb(&block, 0x612, 0, &value);
     EXPECT_EQ(value, 2);
     block_outb(&block, 0x60F, 0, 0x02);

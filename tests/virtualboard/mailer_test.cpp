@@ -1,6 +1,8 @@
 // The board's mail command, and processes over the virtual door.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -62,6 +64,27 @@ TEST(VirtualMail, IsKeptAsItWasGiven) {
         << sent.result.err;
     EXPECT_EQ(sent.trace, WRITTEN "fork\nexec /tmp/KestrelMailAlert\nwaitpid\n");
     EXPECT_EQ(mode_of(sent.root + "/tmp/KestrelMailAlert"), 0100u);
+}
+
+// As with every text from a file: a pipe gets the recipients byte for byte.
+TEST(VirtualMail, RecipientsAreHarmlessOnATerminal) {
+    const std::string recipient = "M\xC3\xBCller\xC2\x9B\xE2\x80\xAE";
+    int reads = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(grantpt(reads), 0);
+    ASSERT_EQ(unlockpt(reads), 0);
+    // Open here too, so that what is written stays until it is read.
+    int writes = open(ptsname(reads), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    mail_run sent = send("", {recipient, "node 7"},
+                         {"/bin/sh", "-c", "exec \"$@\" 2>" + std::string(ptsname(reads)), "sh"});
+    char shown[4096];
+    ssize_t count = read(reads, shown, sizeof shown);
+    EXPECT_NE(std::string(shown, std::max<ssize_t>(count, 0))
+                  .find("kestrel-virtual: mail to M\xC3\xBCller?? kept in " + sent.root),
+              std::string::npos);
+    close(writes);
+    close(reads);
+    sent = send("", {recipient, "node 7"});
+    EXPECT_NE(sent.result.err.find("kestrel-virtual: mail to " + recipient + " kept in "), std::string::npos);
 }
 
 // Each in a file of its own; the child's copy of what the trace and standard output hold is not written.

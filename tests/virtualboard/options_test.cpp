@@ -68,7 +68,7 @@ TEST(VirtualOptions, TheLargestNumbersAreTaken) {
     EXPECT_EQ(run_virtual({"--clock", "2024-02-29 23:59:59", "w83627hf", "-t"}).status, 0);
 }
 
-// A second is forty: the fan that stands still from second 30 to 60 does so in the second report alone.
+// A second is forty: the fan that stops from second 30 to 60 does so in the second report alone.
 TEST(VirtualOptions, TheBoardsClockCanRunFast) {
     run_result result = run({KESTREL_VIRTUAL, "--speed", "40", "--sleeps", "3", "lively", "-t", "-i", "1"});
     std::vector<std::string> states;

@@ -77,8 +77,8 @@ reports "silent for seconds" /tmp/well
 took=$(($(seconds) - before))
 if [ $took -ge 3 ]; then passed "silent for seconds: it was waited for"; else failed "silent for seconds: $took s"; fi
 
-# A start asks for the device ID, then for the GUID. What the driver makes of silence is a completion code: a BMC that was
-# busy once, whose chips are not read over the board's own buses, of which there are none here.
+# A start asks for the device ID, then for the GUID. What the driver makes of silence is a completion code: a BMC that
+# was busy once, whose chips are not read over the board's own buses, of which there are none here.
 direct 3 0x06 0x01 0xc0
 run kestrel -t
 reports "busy at the start" /tmp/well

@@ -100,7 +100,8 @@ fill() {
   done </tmp/registers-to-fill
 }
 
-# A monitor behind an index and a data port: the clock's memory, registers 0x70 and 0x71. tests/ports.ini is its configuration.
+# A monitor behind an index and a data port: the clock's memory, registers 0x70 and 0x71. tests/ports.ini is its
+# configuration.
 port_out() { printf "\\x$2" | dd of=/dev/port bs=1 seek=$((0x$1)) conv=notrunc 2>/dev/null; }
 
 port_in() { dd if=/dev/port bs=1 skip=$((0x$1)) count=1 2>/dev/null | hexdump -e '"%02x"'; }

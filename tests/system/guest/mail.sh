@@ -51,7 +51,7 @@ rm -f /tmp/KestrelMailAlert
 mkdir -p /tmp/KestrelMailAlert/x
 run send-mail-really test root "rack 7"
 is "a directory in the script's place" "begin, no script" "$(cat $out)"
-is "a directory in the script's place: what is said" 1 "$(grep -c 'is a directory' $err)"
+is "a directory in the script's place: what is reported" 1 "$(grep -c 'is a directory' $err)"
 rm -r /tmp/KestrelMailAlert
 
 mv /usr/bin/mail /usr/bin/mail.away

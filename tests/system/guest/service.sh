@@ -1,4 +1,5 @@
-# A machine with systemd, Debian's, which has the same board: the service, from its first start on, and what it may not do.
+# A machine with systemd, Debian's, which has the same board: the service, from its first start on, and what it may not
+# do.
 
 settings=/etc/systemd/system/kestrel.service.d
 mkdir -p $settings
