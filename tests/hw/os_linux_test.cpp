@@ -345,6 +345,7 @@ static waiting_process start_waiting(int ignored) {
     install_handlers(ignored, before);
     pid_t pid = fork();
     if (pid == 0) {
+        os_share_signals(); // as the window does when it has its handlers
         close(ends[1]);
         wait_for_child(ends[0]);
     }

@@ -408,6 +408,7 @@ TEST(ActivationFile, MonitorLinesAreRewrittenAndTheOldFileIsKept) {
                                          "rename /etc/Kestrel.ini.old.new /etc/Kestrel.ini.old\n"
                                          "unlink /etc/Kestrel.ini.old.new\n"
                                          "create /etc/Kestrel.ini.new 0600\n"
+                                         "owner /etc/Kestrel.ini.old\n"
                                          "fsync\n"
                                          "fclose\n"
                                          "rename /etc/Kestrel.ini.new /etc/Kestrel.ini\n")
