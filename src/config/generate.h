@@ -15,6 +15,3 @@ uint32_t existFile(const char *path);
 // INI_FOUND_MADE.
 constexpr uint32_t INI_FOUND_MADE = 1;
 uint32_t produce_kestrel_ini(const char *product, const char *version);
-
-// Adjusts the CPU temperature names of the R2M family to how its chip is set up, in memory only.
-void revise_kestrel_ini_for_R2M(const system_settings *system, item_record *items, int32_t item_count);

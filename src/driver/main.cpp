@@ -20,6 +20,7 @@
 #include "items/display.h"
 #include "items/intrusion.h"
 #include "items/ports.h"
+#include "items/r2m_names.h"
 #include "items/report.h"
 
 constexpr int FATAL_STATUS = -1; // 255 to whoever waits for the program

@@ -3,34 +3,15 @@
 #include <syslog.h>
 
 #include "alert/system_log.h"
-#include "hw/isa.h"
+#include "chips/chips.h"
+#include "chips/registers.h"
 #include "hw/machine_turn.h"
-#include "hw/pci.h"
-#include "hw/smbus.h"
-#include "items/chip_routines.h"
-#include "items/chips.h"
 
 uint32_t bNeedCheckBankSelectRegister = 0;
 
 bool hasBankSelectRegister(const item_record *item) { return chip_of(item->ChipCode)->bank.has_register; }
 
 bool useOtherBankSelection(const item_record *item) { return !chip_of(item->ChipCode)->bank.logged; }
-
-// The NCT7904D keeps readings in bank 0 and limits in bank 1; two status registers are in bank 0 in any
-// case.
-uint32_t wanted_bank_nct7904d(uint32_t kind, uint32_t reg) {
-    if (reg == 202 || reg == 212)
-        return 0;
-    switch (kind) {
-    case 0: // reading
-        return 0;
-    case 1: // high limit
-    case 2: // low limit
-        return 1;
-    default:
-        return NO_BANK;
-    }
-}
 
 uint32_t whichBankSelection(uint32_t kind, const item_record *item, uint32_t reg) {
     const bank_select *bank = &chip_of(item->ChipCode)->bank;
@@ -44,32 +25,14 @@ uint32_t whichBankSelection(uint32_t kind, const item_record *item, uint32_t reg
     return 0;
 }
 
-static int read_bank_select(const system_settings *system, const item_record *item, uint32_t reg,
-                            uint32_t *value) {
-    if (on_smbus(item))
-        return smbus_byte_data_read(item->ChipCode, item->BusType, SMB_BASE_IO_ADDR, item->Slave, reg, value);
-    if (on_superio(item))
-        return isa_byte_data_read(system->IndexReg, system->DataReg, item->Slave, reg, value);
-    return -1;
-}
-
-static void write_bank_select(const system_settings *system, const item_record *item, uint32_t reg,
-                              uint32_t value) {
-    if (on_smbus(item))
-        smbus_byte_data_write(item->BusType, SMB_BASE_IO_ADDR, item->Slave, reg, value);
-    else
-        isa_byte_data_write(system->IndexReg, system->DataReg, item->Slave, reg, value);
-}
-
 // True when the chip was in another bank than the wanted one, and was told to change; `*found` is its
 // register then.
-static bool change_bank(const system_settings *system, const item_record *item, const bank_select *bank,
-                        uint32_t wanted, uint32_t *found) {
+static bool change_bank(const chip_bus &bus, const bank_select *bank, uint32_t wanted, uint32_t *found) {
     machine_turn whole;
     uint32_t value = 0;
-    if (read_bank_select(system, item, bank->reg, &value) != 0 || (value & bank->mask) == wanted)
+    if (read_register(bus, bank->reg, &value) != 0 || (value & bank->mask) == wanted)
         return false;
-    write_bank_select(system, item, bank->reg, (value & ~bank->mask) | wanted);
+    write_register(bus, bank->reg, (value & ~bank->mask) | wanted);
     *found = value;
     return true;
 }
@@ -81,7 +44,7 @@ int correctBankSelectRegister(uint32_t kind, uint32_t, const system_settings *sy
         return 0;
     uint32_t wanted = whichBankSelection(kind, item, reg);
     uint32_t value = 0;
-    if (!change_bank(system, item, bank, wanted, &value))
+    if (!change_bank(bus_of(reading_of(system, item)), bank, wanted, &value))
         return 0;
     if (bUseSysLog != 0 && !useOtherBankSelection(item))
         logInSysLog(

@@ -1,10 +1,7 @@
 #include "items/convert.h"
 
-#include "items/chip_routines.h"
-#include "items/chips.h"
-
-// The register counts pulses, two per revolution, during 0.262 s.
-int64_t speed_chip_6(uint32_t raw) { return static_cast<int64_t>(raw * 30.0 / 0.262); }
+#include "chips/chips.h"
+#include "chips/voltages.h"
 
 int FANConvert(uint32_t count, uint32_t chip_code, uint32_t divisor, int32_t *rpm) {
     const fan_scale *fan = &chip_of(chip_code)->fan;
@@ -28,17 +25,16 @@ static int32_t truncated(double value) {
 }
 
 int VOLTAGEConvert(uint32_t chip_code, uint32_t function, uint32_t raw, int32_t *millivolts) {
-    const voltage_formulas *volts = chip_of(chip_code)->volts;
+    const voltage_inputs *volts = chip_of(chip_code)->volts;
     if (volts == nullptr) {
         *millivolts = 0;
         return 0;
     }
-    if (function >= VOLTAGE_FUNCTIONS || volts->function[function] == nullptr) {
-        *millivolts = static_cast<int32_t>(raw);
-        return 0;
-    }
+    const voltage_input *input = input_of(volts, function);
     double exact;
-    if (volts->function[function](raw, &exact))
+    if (input == nullptr)
+        *millivolts = static_cast<int32_t>(raw);
+    else if (evaluate(*input, raw, &exact))
         *millivolts = truncated(exact);
     return 0;
 }

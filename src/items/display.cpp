@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
+#include "hw/chip_codes.h"
 #include "hw/text.h"
-#include "items/chips.h"
 #include "items/limits.h"
 #include "items/readings.h"
 #include "items/thermal_text.h"

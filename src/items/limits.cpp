@@ -2,25 +2,22 @@
 
 #include <cstdio>
 
+#include "chips/chips.h"
+#include "chips/plain.h"
 #include "config/name_index.h"
 #include "hw/text.h"
 #include "items/bank_select.h"
-#include "items/chip_routines.h"
-#include "items/chips.h"
 #include "items/convert.h"
 #include "items/readings.h"
 
-static int read_raw_limit(const system_settings *system, const item_record *item,
-                          const parameter_record *record, uint32_t *raw) {
+static raw_reader reader_of_limit(const item_record *item) {
     const chip *row = chip_of(item->ChipCode);
-    limit_reader reader = nullptr;
+    raw_reader reader = nullptr;
     if (item->Cat == CAT_FAN)
         reader = row->limit_fan;
     if (item->Cat == CAT_TEMP)
         reader = row->limit_temp;
-    if (reader == nullptr)
-        reader = limit_plain;
-    return reader(system, item, record, raw);
+    return reader != nullptr ? reader : read_plain;
 }
 
 // The bank is judged by the first record of the table, not by the one that is read; kept on purpose.
@@ -44,7 +41,7 @@ int get_item_limit(uint32_t kind, const system_settings *system, const char *nam
     bool moved = false;
     do {
         uint32_t raw = 0;
-        if (read_raw_limit(system, item, record, &raw) != 0)
+        if (reader_of_limit(item)(limit_of(system, item, record), &raw) != 0)
             return -1;
         bool converted = convert_measure(system, item, parameters, parameter_count, raw, &limit);
         if (!converted && item->Cat != CAT_SWITCH) // a switch has no limit

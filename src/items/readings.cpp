@@ -2,14 +2,12 @@
 
 #include <cstdio>
 
+#include "chips/chips.h"
+#include "chips/plain.h"
+#include "chips/registers.h"
 #include "config/name_index.h"
-#include "hw/isa.h"
-#include "hw/pci.h"
-#include "hw/smbus.h"
 #include "hw/text.h"
 #include "items/bank_select.h"
-#include "items/chip_routines.h"
-#include "items/chips.h"
 #include "items/convert.h"
 #include "items/display.h"
 #include "items/limits.h"
@@ -29,18 +27,16 @@ static bool is_being_read(const item_record *item) {
     return false;
 }
 
-static int read_raw(const system_settings *system, const item_record *item, uint32_t *raw) {
+static raw_reader reader_of(const item_record *item) {
     const chip *row = chip_of(item->ChipCode);
-    item_reader reader = row->read_any;
+    raw_reader reader = row->read_any;
     if (reader == nullptr && item->Cat == CAT_FAN)
         reader = row->read_fan;
     if (reader == nullptr && item->Cat == CAT_TEMP)
         reader = row->read_temp;
     if (reader == nullptr && item->Cat == CAT_SWITCH)
         reader = row->read_switch;
-    if (reader == nullptr)
-        reader = read_plain;
-    return reader(system, item, raw);
+    return reader != nullptr ? reader : read_plain;
 }
 
 int read_divisor(const system_settings *system, const item_record *item, const parameter_record *parameters,
@@ -54,11 +50,11 @@ int read_divisor(const system_settings *system, const item_record *item, const p
     }
     uint32_t raw = 0;
     int status = -1;
-    if ((item->BusType & BUS_SMBUS_ANY) != 0)
-        status = smbus_byte_data_read(item->ChipCode, item->BusType, SMB_BASE_IO_ADDR, record->Slave,
-                                      record->Offset, &raw);
+    raw_source from = limit_of(system, item, record);
+    if (on_smbus(item))
+        status = read_register(smbus_of(from), from.reg, &raw);
     if ((item->BusType & system->BusType & BUS_SUPERIO) != 0)
-        status = isa_byte_data_read(system->IndexReg, system->DataReg, record->Slave, record->Offset, &raw);
+        status = read_register(ports_of(from), from.reg, &raw);
     if (status != 0 || !begins_ignoring_case(record->szKeyName, "DIVISOR"))
         return -1;
     return DIVISORConvert(raw, item->ChipCode, record->BitMask, divisor);
@@ -158,7 +154,7 @@ int get_item_readingImpl(const system_settings *system, const item_record *items
     bool moved = false;
     do {
         uint32_t raw = 0;
-        if (read_raw(system, item, &raw) != 0)
+        if (reader_of(item)(reading_of(system, item), &raw) != 0)
             return -1;
         status = convert_reading(system, items, item_count, parameters, parameter_count, item, raw, &read);
         passes--;

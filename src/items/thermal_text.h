@@ -10,6 +10,3 @@ uint32_t supportThermalText(const system_settings *system, const item_record *it
 
 // 0 on success, else non-zero; `text` (at least 9 bytes) is left as it was when no word applies.
 int getThermalText(const system_settings *system, const item_record *item, char *text);
-
-// The processor that the item's name speaks of, 1 to 4; 0 for none.
-uint32_t getPeciAgentIndex(const item_record *item);

@@ -121,7 +121,7 @@ at_least 1 "fan limits"
 
 chip_rows=$(plain 400 Kestrel.ini.5 | sed -n '/^CHIPS/,/A higher code/p')
 voltage_chips=$(plain 78 Kestrel.ini.5 | sed -n '/chip *P12V/,/^ *a: /p' | cut -c 6-12 | tr ',\n' '  ')
-source_rows=$(tr '\n' ' ' <"$source/src/items/chips.cpp" | grep -oE '\{\.code = CHIP_[^;]*\};' | sed 's/{\.code = /\n/g')
+source_rows=$(cat "$source"/src/chips/*.cpp | tr '\n' ' ' | grep -oE '\{\.code = CHIP_[^;]*\};' | sed 's/{\.code = /\n/g')
 
 # has CODE WHAT SOURCE PAGE: both or neither.
 has() { [ "$3" = "$4" ] || fail "Kestrel.ini(5): chip $1: $2: in the source \"${3:-no}\", in the page \"${4:-no}\""; }
@@ -132,7 +132,7 @@ while read -r name number; do
   row=$(grep -E "^     $code  +" <<<"$chip_rows") || { fail "Kestrel.ini(5) has no row for chip code $code ($name)"; continue; }
   model=${name#CHIP_} model=${model#ME_} model=${model%_[0-9]*}
   [[ $model =~ ^[0-9]+$ ]] || shows "$row" " $model" || fail "Kestrel.ini(5) does not call chip $code $model"
-  own=$(grep "^${name}[,} ]" <<<"$source_rows") || { fail "no row of $name in chips.cpp"; continue; }
+  own=$(grep "^${name}[,} ]" <<<"$source_rows") || { fail "no row of $name in src/chips"; continue; }
   clears='' words='' volts='' page_clears='' page_words='' page_volts=''
   [[ $own != *".clear = "* ]] || clears=yes
   [[ $own != *".text = "* ]] || words=yes

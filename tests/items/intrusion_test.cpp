@@ -6,6 +6,9 @@
 #include <set>
 #include <string>
 
+#include "chips/ns87427.h"
+#include "chips/plain.h"
+#include "chips/winbond.h"
 #include "hw/ipmi.h"
 #include "items/records.h"
 #include "support/hw_recorder.h"

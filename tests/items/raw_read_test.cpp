@@ -1,6 +1,6 @@
 // Raw values and raw limits, chip by chip and bus by bus: which accesses are made, in which order, and what
 // of them comes out. Seen through one reading or one limit, so each expected value is the converted one.
-#include "items/chip_routines.h"
+#include "chips/chips.h"
 
 #include <cerrno>
 #include <cstdint>

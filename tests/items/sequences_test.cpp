@@ -6,10 +6,12 @@
 #include <set>
 #include <string>
 
+#include "chips/chips.h"
+#include "chips/ns87427.h"
+#include "chips/winbond.h"
 #include "hw/chip_codes.h"
 #include "hw/ipmi.h"
 #include "items/bank_select.h"
-#include "items/chip_routines.h"
 #include "items/intrusion.h"
 #include "items/limits.h"
 #include "items/readings.h"

@@ -3,5 +3,5 @@
 foreach(name thermal_text_test display_test activation_test cell_text_test report_test history_test
     changes_test)
   kestrel_test(${name} ${name}.cpp $<TARGET_OBJECTS:kestrel_hw_recorder>
-    LIBS kestrel_items kestrel_config kestrel_alert kestrel_test_door)
+    LIBS kestrel_items kestrel_test_door)
 endforeach()

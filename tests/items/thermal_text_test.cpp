@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "chips/guide_words.h"
 #include "hw/chip_codes.h"
 #include "hw/ipmi.h"
 #include "items/records.h"
