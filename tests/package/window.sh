@@ -4,7 +4,7 @@ check "what shows it installs" install xvfb xauth xdotool
 check "its manual page" test -s /usr/share/man/man1/kestrel-pkexec.1.gz
 
 in_a_display() { # COMMAND...: the name of its window
-  Xvfb :7 -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
+  Xvfb :7 -noreset -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
   local server=$!
   timeout 30 bash -c 'until DISPLAY=:7 xdotool getdisplaygeometry 2>/dev/null; do sleep 0.2; done' >/dev/null
   DISPLAY=:7 "$@" >/tmp/window.log 2>&1 &
