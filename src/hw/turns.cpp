@@ -208,8 +208,12 @@ static bool wait_for_turn() {
 // waited long enough puts a new file in its place, and they look for it within a second.
 static void leave_file() {
     write_without_waiting("Warning: The other copy has not finished; going on without waiting for it.\n");
-    if (is_still_there())
+    int fd = open(TURN_FILE, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    if (fd >= 0 && lock_while_made(fd) &&
+        is_still_there()) // of two that come to it at once, one finds it done
         unlink(TURN_FILE);
+    if (fd >= 0)
+        close(fd); // and with it the lock
     share_anew();
 }
 
