@@ -224,7 +224,7 @@ bool take_turn() {
     if (take_at_once() || wait_for_turn())
         return true;
     leave_file();
-    return file != nullptr && take_at_once();
+    return file != nullptr && (take_at_once() || wait_for_turn());
 }
 
 void give_turn_back() { pthread_mutex_unlock(&file->turn); }

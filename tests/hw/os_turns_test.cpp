@@ -241,13 +241,12 @@ TEST(Turns, AHolderThatIsStoppedIsGonePast) {
     auto before = std::chrono::steady_clock::now();
     for (const copy *one : {&first, &second})
         order(*one, TAKE);
-    for (const copy *one : {&first, &second}) { // whichever is the first, the other one gets it after it
+    for (int turn = 0; turn < 2; turn++) { // whichever is the first, the other one gets it after it
         char done[2] = {answer(first, 100), answer(second, 100)};
         for (int waits = 0; waits < 300 && done[0] != TAKE && done[1] != TAKE; waits++) {
             done[0] = answer(first, 100);
             done[1] = answer(second, 100);
         }
-        (void)one;
         EXPECT_TRUE(done[0] == TAKE || done[1] == TAKE);
         EXPECT_FALSE(done[0] == TAKE && done[1] == TAKE) << "both at once";
         expect_done(done[0] == TAKE ? first : second, GIVE_BACK);
